@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QString>
-
 #include <optional>
 
 // Reads the system clipboard's plain text. Called from the main thread and, at a match, from

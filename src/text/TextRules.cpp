@@ -1,10 +1,9 @@
 #include "TextRules.h"
 
+#include <memory>
 #include <unicode/brkiter.h>
 #include <unicode/normalizer2.h>
 #include <unicode/utext.h>
-
-#include <memory>
 
 namespace {
 
@@ -28,7 +27,10 @@ icu::BreakIterator* characterIterator(QStringView text)
     return iterator.get();
 }
 
-bool isSpaceOrTab(QChar c) { return c == u' ' || c == u'\t'; }
+bool isSpaceOrTab(QChar c)
+{
+    return c == u' ' || c == u'\t';
+}
 
 template <typename Predicate> QString trimmed(QStringView text, Predicate isTrimmed)
 {
@@ -163,7 +165,10 @@ bool hasCharacterSuffix(QStringView text, QStringView suffix)
     return it->isBoundary(static_cast<int32_t>(start));
 }
 
-QString trimSpacesAndTabs(QStringView text) { return trimmed(text, isSpaceOrTab); }
+QString trimSpacesAndTabs(QStringView text)
+{
+    return trimmed(text, isSpaceOrTab);
+}
 
 QString trimWhitespaceAndNewlines(QStringView text)
 {

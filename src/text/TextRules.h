@@ -2,7 +2,6 @@
 
 #include <QString>
 #include <QStringView>
-
 #include <vector>
 
 // The text rules every area shares. A "character" is a user-perceived character (an extended

@@ -149,11 +149,11 @@ void TestTextRules::suffix_data()
         << (QStringLiteral("caf") + eAcuteDecomposed) << eAcuteComposed << true;
     QTest::newRow("base letter is not the accented one")
         << (QStringLiteral("caf") + eAcuteDecomposed) << QStringLiteral("e") << false;
-    QTest::newRow("lone combining mark") << (QStringLiteral("caf") + eAcuteDecomposed)
-                                         << u({0x301}) << false;
+    QTest::newRow("lone combining mark")
+        << (QStringLiteral("caf") + eAcuteDecomposed) << u({0x301}) << false;
     QTest::newRow("skin tone is part of the emoji") << thumbsUpMedium << u({0x1F3FD}) << false;
-    QTest::newRow("zwj sequence whole") << (QStringLiteral("a") + womanTechnologist)
-                                        << womanTechnologist << true;
+    QTest::newRow("zwj sequence whole")
+        << (QStringLiteral("a") + womanTechnologist) << womanTechnologist << true;
     QTest::newRow("zwj sequence tail") << womanTechnologist << u({0x1F4BB}) << false;
     QTest::newRow("second flag") << flagsUsFr << flagsUsFr.mid(4) << true;
     QTest::newRow("misaligned flag") << flagsUsFr << flagsUsFr.mid(2) << false;
@@ -174,8 +174,8 @@ void TestTextRules::trimming_data()
     QTest::addColumn<QString>("whitespaceAndNewlines");
     QTest::newRow("none") << QStringLiteral("a b") << QStringLiteral("a b")
                           << QStringLiteral("a b");
-    QTest::newRow("spaces and tabs") << QStringLiteral(" \t a b\t ") << QStringLiteral("a b")
-                                     << QStringLiteral("a b");
+    QTest::newRow("spaces and tabs")
+        << QStringLiteral(" \t a b\t ") << QStringLiteral("a b") << QStringLiteral("a b");
     QTest::newRow("line breaks") << QStringLiteral("\n a \r\n") << QStringLiteral("\n a \r\n")
                                  << QStringLiteral("a");
     QTest::newRow("no-break and ideographic space")

@@ -1,0 +1,155 @@
+#include "TextExpansionService.h"
+
+#include "ClipboardReader.h"
+#include "FrontmostApplication.h"
+#include "Scheduler.h"
+#include "TextRules.h"
+
+#include <QSettings>
+
+namespace {
+const QString expansionEnabledKey = QStringLiteral("tw_expansionEnabled");
+
+bool hasControlCharacter(QStringView text)
+{
+    for (QChar c : text)
+        if (c.unicode() < 32)
+            return true;
+    return false;
+}
+} // namespace
+
+TextExpansionService::TextExpansionService(Dependencies dependencies, QObject* parent)
+    : QObject(parent), m_dependencies(dependencies), m_snippets(std::make_shared<SnippetSet>())
+{
+    Q_ASSERT(m_dependencies.scheduler);
+    if (m_dependencies.settings) {
+        const QVariant stored = m_dependencies.settings->value(expansionEnabledKey);
+        m_isEnabled = stored.isValid() ? stored.toBool() : true;
+    }
+}
+
+TextExpansionService::~TextExpansionService() = default;
+
+void TextExpansionService::setEnabled(bool enabled)
+{
+    if (m_isEnabled.exchange(enabled) == enabled)
+        return;
+    if (m_dependencies.settings)
+        m_dependencies.settings->setValue(expansionEnabledKey, enabled);
+    Q_EMIT isEnabledChanged(enabled);
+}
+
+void TextExpansionService::setAccessibilityGranted(bool granted)
+{
+    if (m_accessibilityGranted == granted)
+        return;
+    m_accessibilityGranted = granted;
+    Q_EMIT accessibilityGrantedChanged(granted);
+}
+
+void TextExpansionService::handleKeyDown(const KeyEvent& event)
+{
+    if (!m_isEnabled.load() || m_isExpanding.load())
+        return;
+
+    std::unique_lock bufferLock(m_bufferLock);
+    const bool ownWindow =
+        m_isAppActive.load() ||
+        (m_dependencies.frontmost && m_dependencies.frontmost->isOwnApplicationFrontmost());
+    if (ownWindow || (event.flags & ModifierFlag::shortcutMask)) {
+        m_typingBuffer.clear();
+        return;
+    }
+    if (event.keyCode == KeyCode::Delete) {
+        m_typingBuffer.removeLastCharacter();
+        return;
+    }
+    if (KeyCode::isResetKey(event.keyCode)) {
+        m_typingBuffer.clear();
+        return;
+    }
+    if (event.text.isEmpty() || hasControlCharacter(event.text))
+        return;
+
+    m_typingBuffer.append(event.text);
+
+    const std::shared_ptr<const SnippetSet> snippets = currentSnippets();
+    const std::optional<std::uint32_t> match =
+        snippets->index.firstMatch(m_typingBuffer.text(), m_typingBuffer.characterStarts());
+    if (!match)
+        return;
+    m_typingBuffer.clear();
+    bufferLock.unlock();
+    handOff(snippets->records[*match]);
+}
+
+void TextExpansionService::handOff(const SnippetRecord& record)
+{
+    ExpansionRequest request;
+    request.abbreviationLength = int(TextRules::characterCount(record.abbreviation));
+    request.expandedText = record.expandedText;
+    request.isRichText = record.isRichText;
+    request.rtfData = record.rtfData;
+    if (m_dependencies.clipboard)
+        request.clipboardText = m_dependencies.clipboard->plainText();
+    m_dependencies.scheduler->schedule(expansionDelay, this,
+                                       [this, request] { Q_EMIT expansionRequested(request); });
+}
+
+QString TextExpansionService::typingBuffer() const
+{
+    std::lock_guard lock(m_bufferLock);
+    return m_typingBuffer.text();
+}
+
+void TextExpansionService::clearTypingBuffer()
+{
+    std::lock_guard lock(m_bufferLock);
+    m_typingBuffer.clear();
+}
+
+std::shared_ptr<const TextExpansionService::SnippetSet>
+TextExpansionService::currentSnippets() const
+{
+    std::lock_guard lock(m_snippetsLock);
+    return m_snippets;
+}
+
+void TextExpansionService::updateSnippets(std::vector<SnippetRecord> records)
+{
+    std::erase_if(records, [](const SnippetRecord& r) { return r.abbreviation.isEmpty(); });
+
+    // Everything heavy happens before the lock: typing never waits for the index.
+    auto next = std::make_shared<SnippetSet>();
+    std::vector<QString> abbreviations;
+    abbreviations.reserve(records.size());
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        abbreviations.push_back(records[i].abbreviation);
+        if (!next->firstByAbbreviation.contains(records[i].abbreviation))
+            next->firstByAbbreviation.insert(records[i].abbreviation, i);
+    }
+    next->index = AbbreviationIndex(abbreviations);
+    next->records = std::move(records);
+
+    std::shared_ptr<const SnippetSet> previous = std::move(next);
+    {
+        std::lock_guard lock(m_snippetsLock);
+        m_snippets.swap(previous);
+    }
+    // The old list is freed here, outside the lock (or by the last reader still holding it).
+}
+
+std::vector<TextExpansionService::SnippetRecord> TextExpansionService::snippets() const
+{
+    return currentSnippets()->records;
+}
+
+std::optional<QString> TextExpansionService::expandedText(const QString& abbreviation) const
+{
+    const std::shared_ptr<const SnippetSet> snippets = currentSnippets();
+    const auto found = snippets->firstByAbbreviation.constFind(abbreviation);
+    if (found == snippets->firstByAbbreviation.constEnd())
+        return std::nullopt;
+    return snippets->records[found.value()].expandedText;
+}

@@ -1,0 +1,98 @@
+#pragma once
+
+#include "AbbreviationIndex.h"
+#include "KeyEvent.h"
+#include "SnippetRecord.h"
+#include "TypingBuffer.h"
+
+#include <QHash>
+#include <QObject>
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+class ClipboardReader;
+class FrontmostApplication;
+class QSettings;
+class Scheduler;
+
+// Watches what the user types and notices when it ends with an abbreviation. Key-downs arrive
+// on the keyboard monitor's thread; everything else, and every signal, is on the main thread.
+class TextExpansionService : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(bool isEnabled READ isEnabled WRITE setEnabled NOTIFY isEnabledChanged)
+    Q_PROPERTY(
+        bool accessibilityGranted READ accessibilityGranted NOTIFY accessibilityGrantedChanged)
+
+public:
+    using SnippetRecord = ::SnippetRecord;
+
+    // How long after a match the expansion starts, so the completing key lands first.
+    static constexpr std::chrono::milliseconds expansionDelay{50};
+
+    struct Dependencies {
+        Scheduler* scheduler = nullptr;                  // required
+        const ClipboardReader* clipboard = nullptr;      // none: the clipboard reads empty
+        const FrontmostApplication* frontmost = nullptr; // none: never our own window
+        QSettings* settings = nullptr;                   // the user defaults; none: not kept
+    };
+
+    explicit TextExpansionService(Dependencies dependencies, QObject* parent = nullptr);
+    ~TextExpansionService() override;
+
+    bool isEnabled() const { return m_isEnabled.load(); }
+    void setEnabled(bool enabled);
+
+    bool accessibilityGranted() const { return m_accessibilityGranted; }
+    void setAccessibilityGranted(bool granted);
+
+    bool isExpanding() const { return m_isExpanding.load(); }
+    void setExpanding(bool expanding) { m_isExpanding.store(expanding); }
+
+    // Whether one of our own windows is active; typing into them never expands.
+    bool isAppActive() const { return m_isAppActive.load(); }
+    void setAppActive(bool active) { m_isAppActive.store(active); }
+
+    // The monitor thread's entry point. The key always reaches the application; this only
+    // decides what happens to the typing buffer.
+    void handleKeyDown(const KeyEvent& event);
+
+    QString typingBuffer() const;
+    void clearTypingBuffer();
+
+    // Replaces the whole list; records with an empty abbreviation are left out.
+    void updateSnippets(std::vector<SnippetRecord> records);
+    std::vector<SnippetRecord> snippets() const;
+
+    // The plain text of the first snippet whose abbreviation is exactly `abbreviation`.
+    std::optional<QString> expandedText(const QString& abbreviation) const;
+
+Q_SIGNALS:
+    void isEnabledChanged(bool enabled);
+    void accessibilityGrantedChanged(bool granted);
+    // A match, delivered on the main thread `expansionDelay` after the completing key.
+    void expansionRequested(const ExpansionRequest& request);
+
+private:
+    struct SnippetSet {
+        std::vector<SnippetRecord> records;
+        AbbreviationIndex index;
+        QHash<QString, std::size_t> firstByAbbreviation;
+    };
+
+    std::shared_ptr<const SnippetSet> currentSnippets() const;
+    void handOff(const SnippetRecord& record);
+
+    Dependencies m_dependencies;
+    std::atomic<bool> m_isEnabled{true};
+    bool m_accessibilityGranted = false;
+    std::atomic<bool> m_isExpanding{false};
+    std::atomic<bool> m_isAppActive{false};
+
+    mutable std::mutex m_bufferLock; // guards m_typingBuffer
+    TypingBuffer m_typingBuffer;
+
+    mutable std::mutex m_snippetsLock; // guards m_snippets; held only to copy or swap it
+    std::shared_ptr<const SnippetSet> m_snippets;
+};
