@@ -100,7 +100,9 @@ void TextExpansionService::handOff(const SnippetRecord& record)
 QString TextExpansionService::typingBuffer() const
 {
     std::lock_guard lock(m_bufferLock);
-    return m_typingBuffer.text();
+    // A deep copy: the monitor thread goes on appending to the buffer's own storage.
+    const QString& text = m_typingBuffer.text();
+    return QString(text.constData(), text.size());
 }
 
 void TextExpansionService::clearTypingBuffer()

@@ -1,0 +1,50 @@
+#include "SnippetEntity.h"
+
+#include "CategoryEntity.h"
+#include "TextRules.h"
+
+namespace {
+constexpr qsizetype displayTitleLength = 40;
+}
+
+SnippetEntity::~SnippetEntity()
+{
+    setCategory(nullptr);
+}
+
+std::unique_ptr<SnippetEntity> SnippetEntity::create(const QString& title,
+                                                     const QString& abbreviation,
+                                                     CategoryEntity* category, const QDateTime& now)
+{
+    auto snippet = std::make_unique<SnippetEntity>();
+    snippet->m_id = QUuid::createUuid();
+    snippet->m_title = title;
+    snippet->m_abbreviation = TextRules::trimSpacesAndTabs(abbreviation);
+    snippet->m_expandedText = QStringLiteral("");
+    snippet->setCategory(category);
+    snippet->m_createdAt = now;
+    snippet->m_updatedAt = now;
+    return snippet;
+}
+
+void SnippetEntity::setCategory(CategoryEntity* category)
+{
+    if (category == m_category)
+        return;
+    if (m_category)
+        m_category->m_snippets.remove(this);
+    m_category = category;
+    if (m_category)
+        m_category->m_snippets.insert(this);
+}
+
+QString SnippetEntity::displayTitle() const
+{
+    if (m_title && !m_title->isEmpty())
+        return *m_title;
+    const QString start =
+        TextRules::firstCharacters(m_expandedText.value_or(QString()), displayTitleLength);
+    if (!start.isEmpty())
+        return start;
+    return QStringLiteral("Untitled Snippet");
+}

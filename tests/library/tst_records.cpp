@@ -1,0 +1,311 @@
+#include "CategoryEntity.h"
+#include "SnippetEntity.h"
+
+#include <QTest>
+#include <vector>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString u(std::initializer_list<char32_t> codePoints)
+{
+    QString s;
+    for (char32_t cp : codePoints)
+        s += QString::fromUcs4(&cp, 1);
+    return s;
+}
+
+const QDateTime epoch = QDateTime::fromSecsSinceEpoch(1'700'000'000, Qt::UTC);
+const QString family = u({0x1F469, 0x200D, 0x1F469, 0x200D, 0x1F467, 0x200D, 0x1F466});
+const QString eAcuteDecomposed = u({'e', 0x301});
+const QString flagUs = u({0x1F1FA, 0x1F1F8});
+
+// Ids whose order follows the label, so that tie-breaking can be predicted.
+QUuid idFor(QChar label)
+{
+    return QUuid(label.unicode(), 0, 0, 0, 0, 0, 0, 0, 0, 0, 1);
+}
+
+} // namespace
+
+using OptionalString = std::optional<QString>;
+Q_DECLARE_METATYPE(OptionalString)
+
+class TestRecords : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void displayTitle_data();
+    void displayTitle();
+    void snippetOrder_data();
+    void snippetOrder();
+    void relationship();
+    void destructionUnlinks_data();
+    void destructionUnlinks();
+    void newSnippet_data();
+    void newSnippet();
+    void newCategory();
+    void categoryEdits();
+    void categoryDisplayName_data();
+    void categoryDisplayName();
+};
+
+void TestRecords::displayTitle_data()
+{
+    QTest::addColumn<OptionalString>("title");
+    QTest::addColumn<OptionalString>("expandedText");
+    QTest::addColumn<QString>("expected");
+    const OptionalString absent;
+    const QString a39(39, u'a');
+    const QString hundred = QString(60, u'x') + QString(40, u'y');
+    QTest::newRow("title") << OptionalString(QStringLiteral("Sig")) << OptionalString(u"x"_s)
+                           << QStringLiteral("Sig");
+    QTest::newRow("empty title, text")
+        << OptionalString(QString()) << OptionalString(QStringLiteral("Hello, world"))
+        << QStringLiteral("Hello, world");
+    QTest::newRow("absent title, text") << absent << OptionalString(QStringLiteral("Hello, world"))
+                                        << QStringLiteral("Hello, world");
+    QTest::newRow("both empty") << OptionalString(QString()) << OptionalString(QString())
+                                << QStringLiteral("Untitled Snippet");
+    QTest::newRow("both absent") << absent << absent << QStringLiteral("Untitled Snippet");
+    QTest::newRow("blank title is kept")
+        << OptionalString(QStringLiteral("  ")) << OptionalString(QStringLiteral("text"))
+        << QStringLiteral("  ");
+    QTest::newRow("blank text is kept")
+        << absent << OptionalString(QStringLiteral(" \n ")) << QStringLiteral(" \n ");
+    QTest::newRow("100 characters") << absent << OptionalString(hundred) << (QString(40, u'x'));
+    QTest::newRow("exactly 40") << absent << OptionalString(QString(40, u'z')) << QString(40, u'z');
+    QTest::newRow("emoji sequence at the cut")
+        << absent << OptionalString(a39 + family + QStringLiteral("tail")) << (a39 + family);
+    QTest::newRow("combining mark at the cut")
+        << absent << OptionalString(a39 + eAcuteDecomposed + QStringLiteral("tail"))
+        << (a39 + eAcuteDecomposed);
+    QTest::newRow("flag straddles 40 units")
+        << absent << OptionalString(a39 + flagUs + flagUs) << (a39 + flagUs);
+    QTest::newRow("forty emoji") << absent << OptionalString(QString(family).repeated(41))
+                                 << QString(family).repeated(40);
+}
+
+void TestRecords::displayTitle()
+{
+    QFETCH(OptionalString, title);
+    QFETCH(OptionalString, expandedText);
+    QFETCH(QString, expected);
+    SnippetEntity snippet;
+    snippet.setTitle(title);
+    snippet.setExpandedText(expandedText);
+    QCOMPARE(snippet.displayTitle(), expected);
+}
+
+// Each snippet is written "label day [trashed] [noid]"; day "-" means no creation date.
+void TestRecords::snippetOrder_data()
+{
+    QTest::addColumn<QStringList>("snippets");
+    QTest::addColumn<QString>("sorted");
+    QTest::addColumn<QString>("active");
+    QTest::newRow("newest first") << QStringList{u"a 1"_s, u"b 3"_s, u"c 2"_s}
+                                  << QStringLiteral("bca") << QStringLiteral("bca");
+    QTest::newRow("no creation date is oldest") << QStringList{u"a -"_s, u"b 0"_s, u"c -5"_s}
+                                                << QStringLiteral("bca") << QStringLiteral("bca");
+    QTest::newRow("trashed only in sorted")
+        << QStringList{u"a 1 trashed"_s, u"b 3"_s, u"c 2 trashed"_s, u"d 0"_s}
+        << QStringLiteral("bcad") << QStringLiteral("bd");
+    QTest::newRow("all trashed") << QStringList{u"a 1 trashed"_s, u"b 2 trashed"_s}
+                                 << QStringLiteral("ba") << QString();
+    QTest::newRow("ties by id") << QStringList{u"f 1"_s, u"d 1"_s, u"b 1"_s, u"e 1"_s,
+                                               u"a 1"_s, u"c 1"_s, u"g 2"_s}
+                                << QStringLiteral("gabcdef") << QStringLiteral("gabcdef");
+    QTest::newRow("ties without date or id")
+        << QStringList{u"e -"_s, u"c -"_s, u"a - noid"_s, u"d -"_s, u"b -"_s}
+        << QStringLiteral("bcdea") << QStringLiteral("bcdea");
+    QTest::newRow("empty") << QStringList{} << QString() << QString();
+}
+
+void TestRecords::snippetOrder()
+{
+    QFETCH(QStringList, snippets);
+    QFETCH(QString, sorted);
+    QFETCH(QString, active);
+    CategoryEntity category;
+    std::vector<std::unique_ptr<SnippetEntity>> owned;
+    QHash<const SnippetEntity*, QChar> labels;
+    for (const QString& written : std::as_const(snippets)) {
+        const QStringList parts = written.split(u' ');
+        auto snippet = std::make_unique<SnippetEntity>();
+        if (parts.at(1) != u"-")
+            snippet->setCreatedAt(epoch.addDays(parts.at(1).toInt()));
+        if (parts.contains(u"trashed"_s))
+            snippet->setTrashedAt(epoch.addDays(10));
+        if (!parts.contains(u"noid"_s))
+            snippet->setId(idFor(parts.at(0).at(0)));
+        snippet->setCategory(&category);
+        labels.insert(snippet.get(), parts.at(0).at(0));
+        owned.push_back(std::move(snippet));
+    }
+    const auto spell = [&](const QList<SnippetEntity*>& list) {
+        QString s;
+        for (const SnippetEntity* snippet : list)
+            s += labels.value(snippet);
+        return s;
+    };
+    QCOMPARE(spell(category.sortedSnippets()), sorted);
+    QCOMPARE(spell(category.activeSnippets()), active);
+}
+
+void TestRecords::relationship()
+{
+    CategoryEntity work;
+    CategoryEntity home;
+    SnippetEntity a;
+    SnippetEntity b;
+
+    a.setCategory(&work);
+    b.setCategory(&work);
+    a.setCategory(&work); // again: still one membership
+    QCOMPARE(a.category(), &work);
+    QCOMPARE(work.snippets(), (QSet<SnippetEntity*>{&a, &b}));
+
+    a.setCategory(&home);
+    QCOMPARE(work.snippets(), QSet<SnippetEntity*>{&b});
+    QCOMPARE(home.snippets(), QSet<SnippetEntity*>{&a});
+
+    home.addSnippet(&b);
+    QCOMPARE(b.category(), &home);
+    QVERIFY(work.snippets().isEmpty());
+
+    work.removeSnippet(&a); // not a member there: nothing changes
+    QCOMPARE(a.category(), &home);
+    home.removeSnippet(&a);
+    QCOMPARE(a.category(), nullptr);
+    QCOMPARE(home.snippets(), QSet<SnippetEntity*>{&b});
+
+    b.setCategory(nullptr);
+    QVERIFY(home.snippets().isEmpty());
+}
+
+void TestRecords::destructionUnlinks_data()
+{
+    QTest::addColumn<bool>("destroyCategory");
+    QTest::newRow("category destroyed") << true;
+    QTest::newRow("snippet destroyed") << false;
+}
+
+void TestRecords::destructionUnlinks()
+{
+    QFETCH(bool, destroyCategory);
+    auto category = std::make_unique<CategoryEntity>();
+    auto doomed = std::make_unique<SnippetEntity>();
+    SnippetEntity survivor;
+    doomed->setCategory(category.get());
+    survivor.setCategory(category.get());
+    if (destroyCategory) {
+        category.reset();
+        QCOMPARE(survivor.category(), nullptr);
+        QCOMPARE(doomed->category(), nullptr);
+        // Must not reach back into the destroyed category.
+        doomed.reset();
+        survivor.setCategory(nullptr);
+    } else {
+        doomed.reset();
+        QCOMPARE(category->snippets(), QSet<SnippetEntity*>{&survivor});
+        QCOMPARE(category->sortedSnippets(), QList<SnippetEntity*>{&survivor});
+    }
+}
+
+void TestRecords::newSnippet_data()
+{
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("abbreviation");
+    QTest::addColumn<QString>("storedAbbreviation");
+    QTest::newRow("plain") << QStringLiteral("Signature") << QStringLiteral("sig")
+                           << QStringLiteral("sig");
+    QTest::newRow("spaces and tabs trimmed, title kept")
+        << QStringLiteral("  Sig \t") << QStringLiteral(" \tsig\t ") << QStringLiteral("sig");
+    QTest::newRow("inner blanks stay")
+        << QString() << QStringLiteral(" a b ") << QStringLiteral("a b");
+    QTest::newRow("line breaks stay")
+        << QString() << QStringLiteral("\nsig\r\n") << QStringLiteral("\nsig\r\n");
+    QTest::newRow("blanks outside line breaks go")
+        << QString() << QStringLiteral(" \t\nsig\n\t ") << QStringLiteral("\nsig\n");
+    QTest::newRow("only blanks") << QString() << QStringLiteral(" \t ") << QString();
+}
+
+void TestRecords::newSnippet()
+{
+    QFETCH(QString, title);
+    QFETCH(QString, abbreviation);
+    QFETCH(QString, storedAbbreviation);
+    CategoryEntity category;
+    const auto snippet = SnippetEntity::create(title, abbreviation, &category, epoch);
+    QVERIFY(snippet->id().has_value());
+    QVERIFY(!snippet->id()->isNull());
+    QCOMPARE(snippet->id()->version(), QUuid::Random);
+    QCOMPARE(snippet->title(), OptionalString(title));
+    QCOMPARE(snippet->abbreviation(), OptionalString(storedAbbreviation));
+    QCOMPARE(snippet->expandedText(), OptionalString(QString()));
+    QVERIFY(snippet->expandedText().has_value());
+    QVERIFY(!snippet->expandedTextRTF().has_value());
+    QVERIFY(!snippet->isRichText());
+    QVERIFY(!snippet->isCodeSnippet());
+    QVERIFY(!snippet->codeLanguage().has_value());
+    QCOMPARE(snippet->category(), &category);
+    QVERIFY(category.snippets().contains(snippet.get()));
+    QCOMPARE(snippet->createdAt(), std::optional<QDateTime>(epoch));
+    QCOMPARE(snippet->updatedAt(), std::optional<QDateTime>(epoch));
+    QVERIFY(snippet->isLive());
+
+    const auto uncategorised = SnippetEntity::create(title, abbreviation, nullptr, epoch);
+    QCOMPARE(uncategorised->category(), nullptr);
+    QVERIFY(uncategorised->id() != snippet->id());
+}
+
+void TestRecords::newCategory()
+{
+    const auto category = CategoryEntity::create(u"Work"_s, u"#E74C3C"_s, 4, epoch);
+    QVERIFY(category->id().has_value());
+    QCOMPARE(category->id()->version(), QUuid::Random);
+    QCOMPARE(category->name(), OptionalString(u"Work"_s));
+    QCOMPARE(category->colorHex(), OptionalString(u"#E74C3C"_s));
+    QCOMPARE(category->sortOrder(), 4);
+    QCOMPARE(category->createdAt(), std::optional<QDateTime>(epoch));
+    QCOMPARE(category->updatedAt(), std::optional<QDateTime>(epoch));
+    QVERIFY(category->isLive());
+    QVERIFY(category->snippets().isEmpty());
+    QVERIFY(CategoryEntity::create(u"Work"_s, u"#E74C3C"_s, 5, epoch)->id() != category->id());
+}
+
+void TestRecords::categoryEdits()
+{
+    const auto category = CategoryEntity::create(u"Work"_s, u"#E74C3C"_s, 1, epoch);
+    const QDateTime later = epoch.addSecs(60);
+    const QDateTime latest = epoch.addSecs(120);
+    category->rename(u"Office"_s, later);
+    QCOMPARE(category->name(), OptionalString(u"Office"_s));
+    QCOMPARE(category->updatedAt(), std::optional<QDateTime>(later));
+    category->recolor(u"#2ECC71"_s, latest);
+    QCOMPARE(category->colorHex(), OptionalString(u"#2ECC71"_s));
+    QCOMPARE(category->updatedAt(), std::optional<QDateTime>(latest));
+    QCOMPARE(category->createdAt(), std::optional<QDateTime>(epoch));
+}
+
+void TestRecords::categoryDisplayName_data()
+{
+    QTest::addColumn<OptionalString>("name");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("named") << OptionalString(u"Work"_s) << QStringLiteral("Work");
+    QTest::newRow("absent") << OptionalString() << QStringLiteral("Unnamed");
+    QTest::newRow("empty stays empty") << OptionalString(QString()) << QString();
+    QTest::newRow("blank stays blank") << OptionalString(u"  "_s) << QStringLiteral("  ");
+}
+
+void TestRecords::categoryDisplayName()
+{
+    QFETCH(OptionalString, name);
+    QFETCH(QString, expected);
+    CategoryEntity category;
+    category.setName(name);
+    QCOMPARE(category.displayName(), expected);
+}
+
+QTEST_APPLESS_MAIN(TestRecords)
+#include "tst_records.moc"
