@@ -1,0 +1,101 @@
+#pragma once
+
+#include <QDateTime>
+#include <QHash>
+#include <QList>
+#include <QRegularExpression>
+#include <QString>
+#include <functional>
+#include <optional>
+
+class ClipboardReader;
+
+// One field of the fill-in form; the label is also its identity and the key of its value.
+struct FillInField {
+    QString id;
+    QString label;
+
+    bool operator==(const FillInField&) const = default;
+};
+
+struct MacroResolutionResult {
+    // The resolved text, or the input unchanged while fill-ins are pending.
+    QString text;
+    // Characters between the cursor macro and the end of text; 0 without one.
+    qsizetype cursorBacktrackCount = 0;
+    QList<FillInField> pendingFillIns;
+};
+
+// Finds and replaces the macros of expansion texts. All operations are static and may be
+// called from any thread; the only shared data are the compiled pattern and the clipboard reader.
+class MacroProcessor {
+public:
+    // Nested snippets by exact abbreviation; an empty function means no lookup.
+    using SnippetLookup = std::function<std::optional<QString>(const QString& abbreviation)>;
+
+    struct DateFormatPreset {
+        QString label;
+        QString format;
+        bool operator==(const DateFormatPreset&) const = default;
+    };
+    struct TimeFormatPreset {
+        QString label;
+        QString format;
+        bool operator==(const TimeFormatPreset&) const = default;
+    };
+
+    // Location and length in UTF-16 units.
+    struct MacroRange {
+        qsizetype location = 0;
+        qsizetype length = 0;
+        bool operator==(const MacroRange&) const = default;
+    };
+
+    // What dates and times are rendered for. An empty timeZoneId means ICU's default zone.
+    struct DateContext {
+        QDateTime instant;
+        QString localeId;
+        QString timeZoneId;
+    };
+
+    MacroProcessor() = delete;
+
+    // Group 1 is the name, group 2 the optional argument. Compiled once, shared by all threads.
+    static const QRegularExpression& macroPattern();
+
+    static QList<FillInField> fillInFields(const QString& text);
+
+    static MacroResolutionResult resolve(const QString& text,
+                                         const std::optional<QString>& clipboard = std::nullopt,
+                                         const QHash<QString, QString>& fillInValues = {},
+                                         const SnippetLookup& snippetLookup = {});
+
+    static QString previewText(const QString& text);
+
+    static std::optional<MacroRange> firstAIMacroRange(const QString& text);
+    static std::optional<QString> firstAIPrompt(const QString& text);
+
+    // Now, in the user's locale and time zone.
+    static QString formatDate(const std::optional<QString>& pattern);
+    static QString formatTime(const std::optional<QString>& pattern);
+    static QString formatDate(const std::optional<QString>& pattern, const DateContext& context);
+    static QString formatTime(const std::optional<QString>& pattern, const DateContext& context);
+
+    static QList<DateFormatPreset> datePresets();
+    static QList<TimeFormatPreset> timePresets();
+    static QList<DateFormatPreset> datePresets(const DateContext& context);
+    static QList<TimeFormatPreset> timePresets(const DateContext& context);
+
+    // The current instant with the environment's locale and ICU's default time zone.
+    static DateContext currentDateContext();
+    // ICU locale id from LC_ALL, LC_TIME or LANG (first non-empty); "en_US_POSIX" for C/POSIX.
+    static QString userLocaleId();
+
+    // Stands where the first AI macro was while its reply is awaited; unique per call.
+    static QString aiPlaceholder();
+
+    // The clipboard the clipboard macro reads without an override. Nothing installed reads as
+    // empty. The reader must outlive its installation.
+    static void setClipboardReader(const ClipboardReader* reader);
+    static QString clipboardText();
+};

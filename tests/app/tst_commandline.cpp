@@ -1,0 +1,89 @@
+#include <QProcess>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+struct Run {
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+Run scrivlane(const QStringList& arguments)
+{
+    QProcess process;
+    process.start(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments);
+    if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
+        return {};
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+}
+
+QString json(const QString& text, int cursor, const QString& pending = {})
+{
+    return u"{\"text\":"_s + text + u",\"cursorBacktrackCount\":"_s + QString::number(cursor) +
+           u",\"pendingFillIns\":["_s + pending + u"]}\n"_s;
+}
+} // namespace
+
+class TestCommandLine : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void run_data();
+    void run();
+    void help();
+};
+
+void TestCommandLine::run_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("out"); // exact; errors must also say something on stderr
+    const QString name = u"{\"id\":\"Name\",\"label\":\"Name\"}"_s;
+    // clang-format off
+    QTest::newRow("fill") << QStringList{u"resolve"_s, u"--fill"_s, u"Name=Ada"_s, u"Dear {fill:Name},{cursor}"_s} << 0 << json(u"\"Dear Ada,\""_s, 0);
+    QTest::newRow("pending") << QStringList{u"resolve"_s, u"{cursor}{fill:Name}{fill:Name}"_s} << 0 << json(u"\"{cursor}{fill:Name}{fill:Name}\""_s, 0, name);
+    QTest::newRow("empty label") << QStringList{u"resolve"_s, u"--fill"_s, u"=x"_s, u"{fill:}|{fill}"_s} << 0 << json(u"\"{fill:}|{fill}\""_s, 0, u"{\"id\":\"Value\",\"label\":\"Value\"}"_s);
+    QTest::newRow("repeated fills") << QStringList{u"resolve"_s, u"--fill"_s, u"=x"_s, u"--fill=Value=v"_s, u"{fill:}|{fill}"_s} << 0 << json(u"\"x|v\""_s, 0);
+    QTest::newRow("value after first =") << QStringList{u"resolve"_s, u"--fill"_s, u"a=b=c"_s, u"{fill:a}"_s} << 0 << json(u"\"b=c\""_s, 0);
+    QTest::newRow("first snippet wins") << QStringList{u"resolve"_s, u"--snippet"_s, u"s=one"_s, u"--snippet"_s, u"s=two"_s, u"{snippet:s}"_s} << 0 << json(u"\"one\""_s, 0);
+    QTest::newRow("clipboard into snippet") << QStringList{u"resolve"_s, u"--clipboard"_s, u"C"_s, u"--snippet"_s, u"sig={clipboard}"_s, u"{snippet:sig}{cursor}!"_s} << 0 << json(u"\"C!\""_s, 1);
+    QTest::newRow("no clipboard") << QStringList{u"resolve"_s, u"[{clipboard}]"_s} << 0 << json(u"\"[]\""_s, 0);
+    QTest::newRow("json escapes") << QStringList{u"resolve"_s, u"a\"b\\c\nd\te\x01"_s} << 0 << json(u"\"a\\\"b\\\\c\\nd\\te\\u0001\""_s, 0);
+    QTest::newRow("non-ascii") << QStringList{u"resolve"_s, u"--fill"_s, u"Ñame=Zoë"_s, u"Grüße {cursor}👍🏽 {fill:Ñame}"_s} << 0 << json(u"\"Grüße 👍🏽 Zoë\""_s, 5);
+    QTest::newRow("text after --") << QStringList{u"resolve"_s, u"--"_s, u"--fill"_s} << 0 << json(u"\"--fill\""_s, 0);
+    QTest::newRow("preview") << QStringList{u"preview"_s, u"a{cursor}b {fill:Näme} {ai:x}"_s} << 0 << u"a│b [Näme] [AI: x…]\n"_s;
+    QTest::newRow("version") << QStringList{u"--version"_s} << 0 << u"scrivlane " SCRIVLANE_VERSION "\n"_s;
+    QTest::newRow("no arguments") << QStringList{} << 1 << QString();
+    QTest::newRow("missing text") << QStringList{u"resolve"_s, u"--fill"_s, u"a=b"_s} << 2 << QString();
+    QTest::newRow("two texts") << QStringList{u"resolve"_s, u"a"_s, u"b"_s} << 2 << QString();
+    QTest::newRow("fill without =") << QStringList{u"resolve"_s, u"--fill"_s, u"Name"_s, u"x"_s} << 2 << QString();
+    QTest::newRow("unknown option") << QStringList{u"resolve"_s, u"--bogus"_s, u"x"_s} << 2 << QString();
+    QTest::newRow("unknown command") << QStringList{u"frobnicate"_s, u"x"_s} << 2 << QString();
+    // clang-format on
+}
+
+void TestCommandLine::run()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QString, out);
+    const Run r = scrivlane(arguments);
+    QCOMPARE(r.exitCode, exitCode);
+    QCOMPARE(r.out, out);
+    QCOMPARE(r.err.isEmpty(), exitCode == 0);
+}
+
+void TestCommandLine::help()
+{
+    for (const QStringList& arguments : {QStringList{u"--help"_s}, {u"resolve"_s, u"-h"_s}}) {
+        const Run r = scrivlane(arguments);
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY(r.out.contains(u"resolve [--clipboard TEXT]"_s) &&
+                r.out.contains(u"preview TEXT"_s));
+    }
+}
+
+QTEST_GUILESS_MAIN(TestCommandLine)
+#include "tst_commandline.moc"
