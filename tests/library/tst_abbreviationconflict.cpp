@@ -1,20 +1,15 @@
 #include "AbbreviationConflict.h"
 #include "SnippetEntity.h"
+#include "TestText.h"
 
 #include <QTest>
 #include <vector>
 
 using namespace Qt::StringLiterals;
 
-namespace {
+using namespace TestText;
 
-QString u(std::initializer_list<char32_t> codePoints)
-{
-    QString s;
-    for (char32_t cp : codePoints)
-        s += QString::fromUcs4(&cp, 1);
-    return s;
-}
+namespace {
 
 // A snippet already in the library, in the order of the "all snippets" fetch.
 struct Existing {

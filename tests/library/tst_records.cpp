@@ -1,25 +1,17 @@
 #include "CategoryEntity.h"
 #include "SnippetEntity.h"
+#include "TestText.h"
 
 #include <QTest>
 #include <vector>
 
 using namespace Qt::StringLiterals;
 
+using namespace TestText;
+
 namespace {
 
-QString u(std::initializer_list<char32_t> codePoints)
-{
-    QString s;
-    for (char32_t cp : codePoints)
-        s += QString::fromUcs4(&cp, 1);
-    return s;
-}
-
 const QDateTime epoch = QDateTime::fromSecsSinceEpoch(1'700'000'000, Qt::UTC);
-const QString family = u({0x1F469, 0x200D, 0x1F469, 0x200D, 0x1F467, 0x200D, 0x1F466});
-const QString eAcuteDecomposed = u({'e', 0x301});
-const QString flagUs = u({0x1F1FA, 0x1F1F8});
 
 // Ids whose order follows the label, so that tie-breaking can be predicted.
 QUuid idFor(QChar label)

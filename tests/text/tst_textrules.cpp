@@ -1,25 +1,9 @@
+#include "TestText.h"
 #include "TextRules.h"
 
 #include <QTest>
 
-namespace {
-// Built from code points so the test source shows exactly which units are involved.
-QString u(std::initializer_list<char32_t> codePoints)
-{
-    QString s;
-    for (char32_t cp : codePoints)
-        s += QString::fromUcs4(&cp, 1);
-    return s;
-}
-
-const QString eAcuteComposed = u({0xE9});
-const QString eAcuteDecomposed = u({'e', 0x301});
-const QString thumbsUpMedium = u({0x1F44D, 0x1F3FD});
-const QString womanTechnologist = u({0x1F469, 0x200D, 0x1F4BB});
-const QString family = u({0x1F469, 0x200D, 0x1F469, 0x200D, 0x1F467, 0x200D, 0x1F466});
-const QString flagsUsFr = u({0x1F1FA, 0x1F1F8, 0x1F1EB, 0x1F1F7});
-const QString hangulJamo = u({0x1100, 0x1161, 0x11A8}); // one syllable, decomposed
-} // namespace
+using namespace TestText;
 
 class TestTextRules : public QObject {
     Q_OBJECT
