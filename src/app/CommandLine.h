@@ -4,8 +4,6 @@
 #include <QStringList>
 #include <optional>
 
-struct MacroResolutionResult;
-
 // The scripting subcommands of the scrivlane executable. Runs in-process and returns what to
 // print, so main() only writes it out.
 class CommandLine {
@@ -24,7 +22,5 @@ public:
     // subcommand was asked for: the caller starts the tray application.
     static std::optional<Outcome> run(const QStringList& arguments);
 
-    // {"text":...,"cursorBacktrackCount":N,"pendingFillIns":[{"id":...,"label":...}]}
-    static QString resolutionJson(const MacroResolutionResult& result);
     static QString usage();
 };
