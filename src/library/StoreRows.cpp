@@ -1,0 +1,215 @@
+#include "StoreRows.h"
+
+#include "CategoryEntity.h"
+#include "SnippetEntity.h"
+#include "SqliteDatabase.h"
+
+namespace {
+
+// Dates are stored as milliseconds since the epoch, UTC; ids in canonical upper-case form.
+std::optional<std::int64_t> toStored(const std::optional<QDateTime>& date)
+{
+    if (!date)
+        return std::nullopt;
+    return date->toMSecsSinceEpoch();
+}
+
+std::optional<QDateTime> dateAt(const SqliteStatement& row, int column)
+{
+    const std::optional<std::int64_t> ms = row.optionalInt64(column);
+    if (!ms)
+        return std::nullopt;
+    return QDateTime::fromMSecsSinceEpoch(*ms, Qt::UTC);
+}
+
+std::optional<QString> toStored(const std::optional<QUuid>& id)
+{
+    if (!id)
+        return std::nullopt;
+    return id->toString(QUuid::WithoutBraces).toUpper();
+}
+
+std::optional<QUuid> idAt(const SqliteStatement& row, int column)
+{
+    const std::optional<QString> text = row.optionalText(column);
+    if (!text)
+        return std::nullopt;
+    const QUuid id = QUuid::fromString(*text);
+    if (id.isNull())
+        return std::nullopt;
+    return id;
+}
+
+// A column the user changed since the last save keeps its value; the others take the stored one.
+template <typename Value, typename Setter>
+void merge(const Value& stored, const Value& saved, const Value& current, Setter set)
+{
+    if (current == saved)
+        set(stored);
+}
+
+} // namespace
+
+CategoryRow CategoryRow::of(const CategoryEntity& c, std::int64_t pk)
+{
+    return {
+        pk,           c.id(), c.name(), c.colorHex(), c.sortOrder(), c.createdAt(), c.updatedAt(),
+        c.trashedAt()};
+}
+
+CategoryRow CategoryRow::read(const SqliteStatement& row)
+{
+    return {row.int64(0),         idAt(row, 1),   row.optionalText(2), row.optionalText(3),
+            qint32(row.int64(4)), dateAt(row, 5), dateAt(row, 6),      dateAt(row, 7)};
+}
+
+void CategoryRow::applyTo(CategoryEntity& c) const
+{
+    c.setId(id);
+    c.setName(name);
+    c.setColorHex(colorHex);
+    c.setSortOrder(sortOrder);
+    c.setCreatedAt(createdAt);
+    c.setUpdatedAt(updatedAt);
+    c.setTrashedAt(trashedAt);
+}
+
+void CategoryRow::mergeInto(CategoryEntity& c, const CategoryRow& saved) const
+{
+    const CategoryRow current = of(c, pk);
+    merge(id, saved.id, current.id, [&](const auto& v) { c.setId(v); });
+    merge(name, saved.name, current.name, [&](const auto& v) { c.setName(v); });
+    merge(colorHex, saved.colorHex, current.colorHex, [&](const auto& v) { c.setColorHex(v); });
+    merge(sortOrder, saved.sortOrder, current.sortOrder, [&](const auto& v) { c.setSortOrder(v); });
+    merge(createdAt, saved.createdAt, current.createdAt, [&](const auto& v) { c.setCreatedAt(v); });
+    merge(updatedAt, saved.updatedAt, current.updatedAt, [&](const auto& v) { c.setUpdatedAt(v); });
+    merge(trashedAt, saved.trashedAt, current.trashedAt, [&](const auto& v) { c.setTrashedAt(v); });
+}
+
+void CategoryRow::bindValues(SqliteStatement& s) const
+{
+    s.bind(1, toStored(id));
+    s.bind(2, name);
+    s.bind(3, colorHex);
+    s.bind(4, std::int64_t(sortOrder));
+    s.bind(5, toStored(createdAt));
+    s.bind(6, toStored(updatedAt));
+    s.bind(7, toStored(trashedAt));
+}
+
+const char* CategoryRow::selectSql()
+{
+    return "SELECT pk, id, name, color_hex, sort_order, created_at, updated_at, trashed_at "
+           "FROM category ORDER BY pk";
+}
+
+const char* CategoryRow::insertSql()
+{
+    return "INSERT INTO category (id, name, color_hex, sort_order, created_at, updated_at, "
+           "trashed_at) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7)";
+}
+
+const char* CategoryRow::updateSql()
+{
+    return "UPDATE category SET id = ?1, name = ?2, color_hex = ?3, sort_order = ?4, "
+           "created_at = ?5, updated_at = ?6, trashed_at = ?7 WHERE pk = ?8";
+}
+
+SnippetRow SnippetRow::of(const SnippetEntity& s, std::int64_t pk, std::int64_t categoryPk)
+{
+    return {pk,
+            s.id(),
+            s.title(),
+            s.abbreviation(),
+            s.expandedText(),
+            s.expandedTextRTF(),
+            s.isRichText(),
+            s.isCodeSnippet(),
+            s.codeLanguage(),
+            categoryPk,
+            s.createdAt(),
+            s.updatedAt(),
+            s.trashedAt()};
+}
+
+SnippetRow SnippetRow::read(const SqliteStatement& row)
+{
+    return {row.int64(0),        idAt(row, 1),        row.optionalText(2), row.optionalText(3),
+            row.optionalText(4), row.optionalBlob(5), row.int64(6) != 0,   row.int64(7) != 0,
+            row.optionalText(8), row.int64(9),        dateAt(row, 10),     dateAt(row, 11),
+            dateAt(row, 12)};
+}
+
+void SnippetRow::applyTo(SnippetEntity& s) const
+{
+    s.setId(id);
+    s.setTitle(title);
+    s.setAbbreviation(abbreviation);
+    s.setExpandedText(expandedText);
+    s.setExpandedTextRTF(expandedTextRTF);
+    s.setRichText(isRichText);
+    s.setCodeSnippet(isCodeSnippet);
+    s.setCodeLanguage(codeLanguage);
+    s.setCreatedAt(createdAt);
+    s.setUpdatedAt(updatedAt);
+    s.setTrashedAt(trashedAt);
+}
+
+void SnippetRow::mergeInto(SnippetEntity& s, const SnippetRow& saved) const
+{
+    const SnippetRow current = of(s, pk, saved.categoryPk);
+    merge(id, saved.id, current.id, [&](const auto& v) { s.setId(v); });
+    merge(title, saved.title, current.title, [&](const auto& v) { s.setTitle(v); });
+    merge(abbreviation, saved.abbreviation, current.abbreviation,
+          [&](const auto& v) { s.setAbbreviation(v); });
+    merge(expandedText, saved.expandedText, current.expandedText,
+          [&](const auto& v) { s.setExpandedText(v); });
+    merge(expandedTextRTF, saved.expandedTextRTF, current.expandedTextRTF,
+          [&](const auto& v) { s.setExpandedTextRTF(v); });
+    merge(isRichText, saved.isRichText, current.isRichText,
+          [&](const auto& v) { s.setRichText(v); });
+    merge(isCodeSnippet, saved.isCodeSnippet, current.isCodeSnippet,
+          [&](const auto& v) { s.setCodeSnippet(v); });
+    merge(codeLanguage, saved.codeLanguage, current.codeLanguage,
+          [&](const auto& v) { s.setCodeLanguage(v); });
+    merge(createdAt, saved.createdAt, current.createdAt, [&](const auto& v) { s.setCreatedAt(v); });
+    merge(updatedAt, saved.updatedAt, current.updatedAt, [&](const auto& v) { s.setUpdatedAt(v); });
+    merge(trashedAt, saved.trashedAt, current.trashedAt, [&](const auto& v) { s.setTrashedAt(v); });
+}
+
+void SnippetRow::bindValues(SqliteStatement& st) const
+{
+    st.bind(1, toStored(id));
+    st.bind(2, title);
+    st.bind(3, abbreviation);
+    st.bind(4, expandedText);
+    st.bind(5, expandedTextRTF);
+    st.bind(6, std::int64_t(isRichText));
+    st.bind(7, std::int64_t(isCodeSnippet));
+    st.bind(8, codeLanguage);
+    st.bind(9, categoryPk ? std::optional<std::int64_t>(categoryPk) : std::nullopt);
+    st.bind(10, toStored(createdAt));
+    st.bind(11, toStored(updatedAt));
+    st.bind(12, toStored(trashedAt));
+}
+
+const char* SnippetRow::selectSql()
+{
+    return "SELECT pk, id, title, abbreviation, expanded_text, expanded_text_rtf, is_rich_text, "
+           "is_code_snippet, code_language, ifnull(category_pk, 0), created_at, updated_at, "
+           "trashed_at FROM snippet ORDER BY pk";
+}
+
+const char* SnippetRow::insertSql()
+{
+    return "INSERT INTO snippet (id, title, abbreviation, expanded_text, expanded_text_rtf, "
+           "is_rich_text, is_code_snippet, code_language, category_pk, created_at, updated_at, "
+           "trashed_at) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12)";
+}
+
+const char* SnippetRow::updateSql()
+{
+    return "UPDATE snippet SET id = ?1, title = ?2, abbreviation = ?3, expanded_text = ?4, "
+           "expanded_text_rtf = ?5, is_rich_text = ?6, is_code_snippet = ?7, code_language = ?8, "
+           "category_pk = ?9, created_at = ?10, updated_at = ?11, trashed_at = ?12 WHERE pk = ?13";
+}

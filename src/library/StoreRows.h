@@ -1,0 +1,67 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QString>
+#include <QUuid>
+#include <cstdint>
+#include <optional>
+
+class CategoryEntity;
+class SnippetEntity;
+class SqliteStatement;
+
+// A record's columns as stored, for comparing what is in memory with what was last saved.
+// Row keys (pk) are the database's own; 0 means "not stored yet" or "no category".
+struct CategoryRow {
+    std::int64_t pk = 0;
+    std::optional<QUuid> id;
+    std::optional<QString> name;
+    std::optional<QString> colorHex;
+    qint32 sortOrder = 0;
+    std::optional<QDateTime> createdAt;
+    std::optional<QDateTime> updatedAt;
+    std::optional<QDateTime> trashedAt;
+
+    static CategoryRow of(const CategoryEntity& category, std::int64_t pk);
+    static CategoryRow read(const SqliteStatement& row); // columns as in selectSql
+    void applyTo(CategoryEntity& category) const;
+    // Takes the stored value of every column the user has not changed since it was saved.
+    void mergeInto(CategoryEntity& category, const CategoryRow& saved) const;
+    void bindValues(SqliteStatement& statement) const; // parameters 1..7
+
+    static const char* selectSql();
+    static const char* insertSql();
+    static const char* updateSql(); // parameter 8: pk
+
+    friend bool operator==(const CategoryRow&, const CategoryRow&) = default;
+};
+
+struct SnippetRow {
+    std::int64_t pk = 0;
+    std::optional<QUuid> id;
+    std::optional<QString> title;
+    std::optional<QString> abbreviation;
+    std::optional<QString> expandedText;
+    std::optional<QByteArray> expandedTextRTF;
+    bool isRichText = false;
+    bool isCodeSnippet = false;
+    std::optional<QString> codeLanguage;
+    std::int64_t categoryPk = 0;
+    std::optional<QDateTime> createdAt;
+    std::optional<QDateTime> updatedAt;
+    std::optional<QDateTime> trashedAt;
+
+    static SnippetRow of(const SnippetEntity& snippet, std::int64_t pk, std::int64_t categoryPk);
+    static SnippetRow read(const SqliteStatement& row);
+    // The category is resolved by the caller, which knows the rows' keys.
+    void applyTo(SnippetEntity& snippet) const;
+    void mergeInto(SnippetEntity& snippet, const SnippetRow& saved) const;
+    void bindValues(SqliteStatement& statement) const; // parameters 1..12
+
+    static const char* selectSql();
+    static const char* insertSql();
+    static const char* updateSql(); // parameter 13: pk
+
+    friend bool operator==(const SnippetRow&, const SnippetRow&) = default;
+};

@@ -1,0 +1,493 @@
+#include "CategoryEntity.h"
+#include "PersistenceController.h"
+#include "SnippetEntity.h"
+#include "SqliteDatabase.h"
+
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <thread>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+const QDateTime t0 = QDateTime::fromSecsSinceEpoch(1'750'000'000, Qt::UTC);
+constexpr qint64 day = 86'400;
+} // namespace
+
+class TestPersistenceController : public QObject {
+    Q_OBJECT
+private:
+    QTemporaryDir m_dir;
+    QDateTime m_now = t0;
+    QString path() const { return m_dir.filePath(u"ScrivLane.sqlite"_s); }
+    std::unique_ptr<PersistenceController> open(bool watch = false, QSettings* settings = nullptr)
+    {
+        PersistenceController::Options options;
+        options.databasePath = path();
+        options.clock = [this] { return m_now; };
+        options.watchForExternalChanges = watch;
+        options.settings = settings;
+        options.busyTimeoutMs = 50;
+        return std::make_unique<PersistenceController>(std::move(options));
+    }
+    SnippetEntity* addSnippet(PersistenceController& store, const QString& abbreviation,
+                              CategoryEntity* category = nullptr)
+    {
+        SnippetEntity* s =
+            store.insertSnippet(SnippetEntity::create(u"T"_s, abbreviation, category, m_now));
+        s->setExpandedText(abbreviation + u" text"_s);
+        return s;
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        QFile::remove(path());
+        QFile::remove(path() + u"-wal"_s);
+        QFile::remove(path() + u"-shm"_s);
+        m_now = t0;
+    }
+    void everyAttributeSurvivesReopen();
+    void saveSemantics();
+    void failedSaveKeepsChangesPending();
+    void unusableFilesAreLeftAlone_data();
+    void unusableFilesAreLeftAlone();
+    void fetchOrders();
+    void createCategorySortOrder();
+    void trashAndRestore();
+    void deleteCategoryPermanently();
+    void bulkActionsSkipRecordsAlreadyGone();
+    void purge();
+    void daysRemaining_data();
+    void daysRemaining();
+    void syncEvents_data();
+    void syncEvents();
+    void enableSyncAndRelaunch();
+    void externalChangesAreMerged();
+    void workerReachesTheStoreThroughTheMainThread();
+};
+
+void TestPersistenceController::everyAttributeSurvivesReopen()
+{
+    QUuid snippetId, categoryId;
+    {
+        auto store = open();
+        QVERIFY(store->isAvailable());
+        CategoryEntity* category = store->createCategory(u"Wörk"_s, u"#E74C3C"_s);
+        categoryId = *category->id();
+        SnippetEntity* rich = addSnippet(*store, u"sig"_s, category);
+        snippetId = *rich->id();
+        rich->setTitle(std::nullopt);
+        rich->setExpandedText(u"Grüße 👍🏽\nline"_s);
+        rich->setExpandedTextRTF(QByteArray("{\\rtf1\0binary}", 15));
+        rich->setRichText(true);
+        rich->setCodeSnippet(true);
+        rich->setCodeLanguage(u"swift"_s);
+        rich->setTrashedAt(t0.addMSecs(1234));
+        SnippetEntity* bare = store->insertSnippet(std::make_unique<SnippetEntity>());
+        bare->setExpandedTextRTF(QByteArray("")); // empty, not absent
+        store->save();
+        QVERIFY(store->syncError().isNull());
+    }
+    auto store = open();
+    QCOMPARE(store->fetchAllSnippets().size(), 2);
+    SnippetEntity* rich = store->snippetWithId(snippetId);
+    QVERIFY(rich);
+    QCOMPARE(rich->title(), std::nullopt);
+    QCOMPARE(rich->abbreviation(), std::optional(u"sig"_s));
+    QCOMPARE(rich->expandedText(), std::optional(u"Grüße 👍🏽\nline"_s));
+    QCOMPARE(rich->expandedTextRTF(), std::optional(QByteArray("{\\rtf1\0binary}", 15)));
+    QVERIFY(rich->isRichText() && rich->isCodeSnippet());
+    QCOMPARE(rich->codeLanguage(), std::optional(u"swift"_s));
+    QCOMPARE(rich->createdAt(), std::optional(t0));
+    QCOMPARE(rich->trashedAt(), std::optional(t0.addMSecs(1234)));
+    QVERIFY(rich->category());
+    QCOMPARE(*rich->category()->id(), categoryId);
+    QCOMPARE(rich->category()->name(), std::optional(u"Wörk"_s));
+    QCOMPARE(rich->category()->sortOrder(), 1);
+    SnippetEntity* bare = store->fetchAllSnippets().at(1);
+    QCOMPARE(bare->expandedTextRTF(), std::optional(QByteArray("")));
+    QCOMPARE(bare->id(), std::nullopt);
+    QVERIFY(!bare->createdAt() && !bare->category());
+    QVERIFY(!store->hasChanges()); // loading is not a change
+
+    // Ids are kept in canonical upper-case form.
+    SqliteDatabase db;
+    QVERIFY(db.open(path(), false));
+    auto query = db.prepare(u"SELECT id FROM snippet WHERE id IS NOT NULL"_s);
+    QVERIFY(query && query->step() == SqliteStatement::Step::Row);
+    QCOMPARE(query->text(0), snippetId.toString(QUuid::WithoutBraces).toUpper());
+}
+
+void TestPersistenceController::saveSemantics()
+{
+    auto store = open();
+    QSignalSpy saved(store.get(), &PersistenceController::didSave);
+    store->save();
+    QCOMPARE(saved.count(), 0);
+    SnippetEntity* s = addSnippet(*store, u"a"_s);
+    QVERIFY(store->hasChanges());
+    store->save();
+    store->save();
+    QCOMPARE(saved.count(), 1);
+    s->setTitle(u"changed"_s);
+    s->setTitle(u"T"_s); // back to what is stored: nothing to write
+    store->save();
+    QCOMPARE(saved.count(), 1);
+    store->deleteSnippet(s);
+    store->save();
+    QCOMPARE(saved.count(), 2);
+    QCOMPARE(open()->fetchAllSnippets().size(), 0);
+}
+
+void TestPersistenceController::failedSaveKeepsChangesPending()
+{
+    auto store = open();
+    addSnippet(*store, u"first"_s);
+    store->save();
+
+    SqliteDatabase blocker; // another writer holding the file
+    QVERIFY(blocker.open(path(), false));
+    QVERIFY(blocker.exec(u"BEGIN EXCLUSIVE"_s));
+    QSignalSpy saved(store.get(), &PersistenceController::didSave);
+    addSnippet(*store, u"second"_s);
+    store->save();
+    QVERIFY(!store->syncError().isEmpty());
+    QCOMPARE(saved.count(), 0);
+    QVERIFY(store->hasChanges());
+
+    QVERIFY(blocker.exec(u"ROLLBACK"_s));
+    store->save();
+    QCOMPARE(saved.count(), 1);
+    QVERIFY(!store->hasChanges());
+    QCOMPARE(open()->fetchAllSnippets().size(), 2);
+}
+
+void TestPersistenceController::unusableFilesAreLeftAlone_data()
+{
+    QTest::addColumn<QByteArray>("setupSql"); // empty: the file is not a database
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("newer version")
+        << QByteArray("CREATE TABLE keep(x); PRAGMA user_version = 99;") << u"newer version"_s;
+    QTest::newRow("not a database") << QByteArray() << u"not a database"_s;
+}
+
+void TestPersistenceController::unusableFilesAreLeftAlone()
+{
+    QFETCH(QByteArray, setupSql);
+    QFETCH(QString, reason);
+    if (setupSql.isEmpty()) {
+        QFile file(path());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray(4096, 'x'));
+    } else {
+        SqliteDatabase db;
+        QVERIFY(db.open(path(), true));
+        QVERIFY(db.exec(QString::fromLatin1(setupSql)));
+    }
+    QFile file(path());
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray before = file.readAll();
+    file.close();
+
+    auto store = open();
+    QVERIFY(!store->isAvailable());
+    QVERIFY2(store->syncError().contains(reason), qPrintable(store->syncError()));
+    addSnippet(*store, u"x"_s);
+    store->save();
+    QVERIFY(store->hasChanges());
+    store.reset();
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), before);
+}
+
+void TestPersistenceController::fetchOrders()
+{
+    auto store = open();
+    const auto make = [&](const QString& name, qint64 created, qint64 updated, qint64 trashed) {
+        SnippetEntity* s = addSnippet(*store, name);
+        s->setCreatedAt(created ? std::optional(t0.addSecs(created)) : std::nullopt);
+        s->setUpdatedAt(updated ? std::optional(t0.addSecs(updated)) : std::nullopt);
+        s->setTrashedAt(trashed ? std::optional(t0.addSecs(trashed)) : std::nullopt);
+    };
+    make(u"a"_s, 1, 30, 0);
+    make(u"b"_s, 3, 10, 5);
+    make(u"c"_s, 0, 20, 0);
+    make(u"d"_s, 2, 0, 9);
+    const auto names = [](const QList<SnippetEntity*>& list) {
+        QString out;
+        for (const SnippetEntity* s : list)
+            out += *s->abbreviation();
+        return out;
+    };
+    using F = PersistenceController::Filter;
+    using O = PersistenceController::SnippetOrder;
+    QCOMPARE(names(store->fetchActiveSnippets()), u"ac"_s);
+    QCOMPARE(names(store->fetchAllSnippets()), u"bdac"_s);
+    QCOMPARE(names(store->fetchSnippets(F::live, O::updatedAtDescending)), u"ac"_s);
+    QCOMPARE(names(store->fetchSnippets(F::all, O::updatedAtDescending)), u"acbd"_s);
+    QCOMPARE(names(store->fetchTrashedSnippets()), u"db"_s);
+}
+
+void TestPersistenceController::createCategorySortOrder()
+{
+    auto store = open();
+    QCOMPARE(store->createCategory(u"one"_s, u"#4A90D9"_s)->sortOrder(), 1);
+    store->createCategory(u"two"_s, u"#4A90D9"_s)->setTrashedAt(t0);
+    store->insertCategory(CategoryEntity::create(u"unsaved"_s, u"#4A90D9"_s, 0, t0));
+    CategoryEntity* fourth = store->createCategory(u"four"_s, u"#7B68EE"_s);
+    QCOMPARE(fourth->sortOrder(), 4);
+    QCOMPARE(fourth->colorHex(), std::optional(u"#7B68EE"_s));
+    QVERIFY(!store->hasChanges());
+    QCOMPARE(store
+                 ->fetchCategories(PersistenceController::Filter::live,
+                                   PersistenceController::CategoryOrder::sortOrderAscending)
+                 .size(),
+             3);
+}
+
+void TestPersistenceController::trashAndRestore()
+{
+    auto store = open();
+    CategoryEntity* category = store->createCategory(u"c"_s, u"#4A90D9"_s);
+    SnippetEntity* a = addSnippet(*store, u"a"_s, category);
+    SnippetEntity* b = addSnippet(*store, u"b"_s, category);
+    store->trashSnippets({b});
+    m_now = t0.addSecs(5 * day);
+    store->trashCategory(category);
+    QCOMPARE(a->trashedAt(), std::optional(m_now));
+    QCOMPARE(category->trashedAt(), std::optional(m_now));
+    QCOMPARE(b->trashedAt(), std::optional(t0)); // trashed on its own earlier
+
+    store->restoreSnippet(a); // brings its category back, not its sibling
+    QVERIFY(a->isLive() && category->isLive() && b->isTrashed());
+
+    store->trashCategory(category);
+    store->restoreCategory(category);
+    QVERIFY(a->isLive() && category->isLive() && b->isLive());
+
+    auto reopened = open();
+    QCOMPARE(reopened->fetchActiveSnippets().size(), 2);
+}
+
+void TestPersistenceController::deleteCategoryPermanently()
+{
+    auto store = open();
+    CategoryEntity* category = store->createCategory(u"c"_s, u"#4A90D9"_s);
+    addSnippet(*store, u"live"_s, category);
+    addSnippet(*store, u"gone"_s, category)->setTrashedAt(t0);
+    addSnippet(*store, u"other"_s);
+    store->save();
+    store->deleteCategoryPermanently(category);
+    auto reopened = open();
+    QCOMPARE(reopened->fetchAllSnippets().size(), 1);
+    QCOMPARE(reopened
+                 ->fetchCategories(PersistenceController::Filter::all,
+                                   PersistenceController::CategoryOrder::sortOrderAscending)
+                 .size(),
+             0);
+}
+
+void TestPersistenceController::bulkActionsSkipRecordsAlreadyGone()
+{
+    auto store = open();
+    CategoryEntity* category = store->createCategory(u"c"_s, u"#4A90D9"_s);
+    SnippetEntity* a = addSnippet(*store, u"a"_s, category);
+    SnippetEntity* b = addSnippet(*store, u"b"_s);
+    store->trashCategory(category);
+    store->trashSnippets({b});
+    store->deleteSnippetPermanently(b);
+
+    QSignalSpy saved(store.get(), &PersistenceController::didSave);
+    store->restoreSelection({a, b}, {category});
+    QCOMPARE(saved.count(), 1);
+    QVERIFY(a->isLive() && category->isLive());
+    store->deleteSelectionPermanently({b}, {category});
+    QCOMPARE(saved.count(), 2);
+    QCOMPARE(store->fetchAllSnippets().size(), 0);
+    store->restoreSelection({a}, {category}); // all gone: nothing to save
+    QCOMPARE(saved.count(), 2);
+}
+
+void TestPersistenceController::purge()
+{
+    auto store = open();
+    CategoryEntity* oldCategory = store->createCategory(u"old"_s, u"#4A90D9"_s);
+    CategoryEntity* recentCategory = store->createCategory(u"recent"_s, u"#4A90D9"_s);
+    addSnippet(*store, u"withOld"_s, oldCategory);
+    SnippetEntity* old = addSnippet(*store, u"old"_s);
+    SnippetEntity* atCutoff = addSnippet(*store, u"atCutoff"_s);
+    addSnippet(*store, u"recent"_s, recentCategory);
+    addSnippet(*store, u"live"_s);
+    store->trashCategory(oldCategory); // withOld too
+    store->trashSnippets({old});
+    m_now = t0.addSecs(day);
+    store->trashSnippets({atCutoff});
+    m_now = t0.addSecs(2 * day);
+    store->trashCategory(recentCategory);
+
+    m_now = t0.addSecs(31 * day); // exactly 30 days after the "atCutoff" trashing
+    store->purgeOldTrash();
+    auto reopened = open();
+    QStringList left;
+    for (const SnippetEntity* s : reopened->fetchAllSnippets())
+        left << *s->abbreviation();
+    QCOMPARE(left, (QStringList{u"atCutoff"_s, u"recent"_s, u"live"_s}));
+    QCOMPARE(reopened->fetchTrashedCategories().size(), 1);
+}
+
+void TestPersistenceController::daysRemaining_data()
+{
+    QTest::addColumn<qint64>("elapsedSeconds");
+    QTest::addColumn<int>("days");
+    QTest::newRow("just trashed") << qint64(0) << 30;
+    QTest::newRow("one second") << qint64(1) << 30;
+    QTest::newRow("one day") << day << 29;
+    QTest::newRow("29 days and a second") << 29 * day + 1 << 1;
+    QTest::newRow("29.5 days") << 29 * day + day / 2 << 1;
+    QTest::newRow("30 days") << 30 * day << 0;
+    QTest::newRow("long past") << 400 * day << 0;
+}
+
+void TestPersistenceController::daysRemaining()
+{
+    QFETCH(qint64, elapsedSeconds);
+    QFETCH(int, days);
+    QCOMPARE(PersistenceController::daysRemaining(t0, t0.addSecs(elapsedSeconds)), days);
+}
+
+Q_DECLARE_METATYPE(SyncEvent)
+
+void TestPersistenceController::syncEvents_data()
+{
+    QTest::addColumn<QList<SyncEvent>>("events");
+    QTest::addColumn<bool>("syncing");
+    QTest::addColumn<QString>("error"); // "old": the error set before stays
+    QTest::addColumn<bool>("synced");   // lastSyncDate is t0
+    QTest::addColumn<QString>("lastLog");
+
+    const SyncEventError quota{u"Quota"_s, true, SyncEventError::quotaExceeded, {}};
+    const SyncEventError changed{u"Changed"_s, true, SyncEventError::serverRecordChanged, {}};
+    const auto partial = [](std::vector<SyncEventError> items) {
+        return SyncEventError{u"Partial"_s, true, SyncEventError::partialFailure, items};
+    };
+    using T = SyncEvent::Type;
+    QTest::newRow("export runs and finishes")
+        << QList<SyncEvent>{{T::exportChanges, {}, {}}, {T::exportChanges, t0, {}}} << false
+        << QString() << true << u"[CloudKit] export finished"_s;
+    QTest::newRow("import still running") << QList<SyncEvent>{{T::import, {}, {}}} << true
+                                          << u"old"_s << false << u"[CloudKit] import started"_s;
+    QTest::newRow("unknown type leaves syncing alone")
+        << QList<SyncEvent>{{T::setup, {}, {}}, {T::other, t0, {}}} << true << QString() << true
+        << u"[CloudKit] unknown finished"_s;
+    QTest::newRow("item errors that do not matter")
+        << QList<SyncEvent>{{T::exportChanges, t0, partial({changed, changed})}} << false
+        << u"old"_s << false << u"[CloudKit] export finished \u2014 ERROR: Partial"_s;
+    QTest::newRow("quota exceeded item")
+        << QList<SyncEvent>{{T::exportChanges, t0, partial({changed, quota})}} << false
+        << u"Partial"_s << false << u"[CloudKit] export finished \u2014 ERROR: Partial"_s;
+    QTest::newRow("partial failure without items")
+        << QList<SyncEvent>{{T::import, t0, partial({})}} << false << u"old"_s << false
+        << u"[CloudKit] import finished \u2014 ERROR: Partial"_s;
+    QTest::newRow("plain error") << QList<SyncEvent>{{T::import, t0,
+                                                      SyncEventError{u"Offline"_s, false, 0, {}}}}
+                                 << false << u"Offline"_s << false
+                                 << u"[CloudKit] import finished \u2014 ERROR: Offline"_s;
+}
+
+void TestPersistenceController::syncEvents()
+{
+    QFETCH(QList<SyncEvent>, events);
+    QFETCH(bool, syncing);
+    QFETCH(QString, error);
+    QFETCH(bool, synced);
+    QFETCH(QString, lastLog);
+    auto store = open();
+    store->handleSyncEvent(
+        {SyncEvent::Type::other, t0.addSecs(-1), SyncEventError{u"old"_s, false, 0, {}}});
+    for (const SyncEvent& event : events)
+        store->handleSyncEvent(event);
+    QCOMPARE(store->isSyncing(), syncing);
+    QCOMPARE(store->syncError(), error);
+    QCOMPARE(store->lastSyncDate() == t0, synced);
+    QCOMPARE(PersistenceController::syncEventLogLine(events.last()), lastLog);
+}
+
+void TestPersistenceController::enableSyncAndRelaunch()
+{
+    QSettings settings(m_dir.filePath(u"defaults.ini"_s), QSettings::IniFormat);
+    QStringList launched;
+    bool quit = false;
+    PersistenceController::Options options;
+    options.databasePath = path();
+    options.settings = &settings;
+    options.watchForExternalChanges = false;
+    options.startProcess = [&](const QString& program, const QStringList& arguments) {
+        launched = QStringList{program} + arguments;
+        return true;
+    };
+    options.quit = [&] { quit = true; };
+    PersistenceController store(options);
+    QVERIFY(!store.isSyncEnabled());
+    store.enableSyncAndRelaunch();
+    QCOMPARE(launched.mid(0, 3), (QStringList{u"/bin/sh"_s, u"-c"_s, u"sleep 1 && exec \"$0\""_s}));
+    QCOMPARE(launched.value(3), QCoreApplication::applicationFilePath());
+    QVERIFY(!quit);
+    QTRY_VERIFY(quit);
+    QVERIFY(!store.isSyncEnabled()); // read once, at start
+    QVERIFY(PersistenceController(options).isSyncEnabled());
+}
+
+void TestPersistenceController::externalChangesAreMerged()
+{
+    auto app = open(/*watch=*/true);
+    SnippetEntity* edited = addSnippet(*app, u"edited"_s);
+    SnippetEntity* removed = addSnippet(*app, u"removed"_s);
+    app->save();
+    edited->setTitle(u"local title"_s); // unsaved here while another process writes
+
+    auto other = open();
+    SnippetEntity* theirs = other->fetchAllSnippets().at(0);
+    QCOMPARE(*theirs->abbreviation(), u"edited"_s);
+    theirs->setTitle(u"their title"_s);
+    theirs->setExpandedText(u"their text"_s);
+    other->deleteSnippet(other->fetchAllSnippets().at(1));
+    addSnippet(*other, u"added"_s);
+    other->save();
+
+    QSignalSpy changed(app.get(), &PersistenceController::remoteStoreChanged);
+    QVERIFY(changed.wait(5000));
+    QVERIFY(!app->contains(removed));
+    QCOMPARE(app->fetchAllSnippets().size(), 2);
+    QCOMPARE(edited->title(), std::optional(u"local title"_s));       // ours wins
+    QCOMPARE(edited->expandedText(), std::optional(u"their text"_s)); // theirs merged
+    app->save();
+    auto reopened = open();
+    SnippetEntity* stored = reopened->snippetWithId(*edited->id());
+    QCOMPARE(stored->title(), std::optional(u"local title"_s));
+    QCOMPARE(stored->expandedText(), std::optional(u"their text"_s));
+}
+
+void TestPersistenceController::workerReachesTheStoreThroughTheMainThread()
+{
+    auto store = open();
+    std::atomic<bool> done{false};
+    std::atomic<bool> ranOnMain{false};
+    std::thread worker([&] {
+        store->performOnMainThread([&] {
+            ranOnMain = QThread::currentThread() == store->thread();
+            addSnippet(*store, u"fromWorker"_s);
+            store->save();
+        });
+        done = true;
+    });
+    QTRY_VERIFY(done.load());
+    worker.join();
+    QVERIFY(ranOnMain.load());
+    QCOMPARE(open()->fetchAllSnippets().size(), 1);
+}
+
+QTEST_GUILESS_MAIN(TestPersistenceController)
+#include "tst_persistencecontroller.moc"
