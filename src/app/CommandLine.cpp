@@ -11,6 +11,7 @@ const std::vector<Cli::Command>& commands()
     static const std::vector<Cli::Command> all = [] {
         std::vector<Cli::Command> list;
         Cli::appendMacroCommands(list);
+        Cli::appendStoreCommands(list);
         return list;
     }();
     return all;

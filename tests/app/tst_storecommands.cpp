@@ -1,0 +1,161 @@
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+// The library commands, run as a user would: the real executable on a store in a temporary
+// SCRIVLANE_HOME.
+class TestStoreCommands : public QObject {
+    Q_OBJECT
+private:
+    struct Run {
+        int exitCode = -1;
+        QString out;
+        QString err;
+    };
+    std::unique_ptr<QTemporaryDir> m_home;
+
+    Run scrivlane(const QStringList& arguments)
+    {
+        QProcess process;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(u"SCRIVLANE_HOME"_s, m_home->path());
+        process.setProcessEnvironment(env);
+        process.start(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments);
+        if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
+            return {};
+        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+                QString::fromUtf8(process.readAllStandardError())};
+    }
+    QString ok(const QStringList& arguments)
+    {
+        const Run run = scrivlane(arguments);
+        if (run.exitCode != 0)
+            qWarning() << arguments << run.err;
+        return run.exitCode == 0 ? run.out.trimmed() : QString();
+    }
+    QJsonArray list(const QStringList& arguments)
+    {
+        return QJsonDocument::fromJson(ok(arguments).toUtf8()).array();
+    }
+
+private Q_SLOTS:
+    void init() { m_home = std::make_unique<QTemporaryDir>(); }
+    void snippetsAndCategories();
+    void conflicts();
+    void badInputChangesNothing_data();
+    void badInputChangesNothing();
+    void unreadableLibrary();
+};
+
+void TestStoreCommands::snippetsAndCategories()
+{
+    const QString work = ok({u"category"_s, u"add"_s, u"Work"_s, u"--color"_s, u"#e74c3c"_s});
+    QVERIFY(!QUuid::fromString(work).isNull());
+    QCOMPARE(work, work.toUpper());
+    const QString sig = ok({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u" sig\t"_s, u"--title"_s,
+                            u"Sig"_s, u"--text"_s, u"Best, Zoë"_s, u"--category"_s, u"Work"_s});
+    QVERIFY(!sig.isEmpty());
+    QVERIFY(!ok({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"x"_s, u"--category"_s, u"New"_s})
+                 .isEmpty());
+
+    const QJsonArray snippets = list({u"snippet"_s, u"list"_s});
+    QCOMPARE(snippets.size(), 2);
+    const QJsonObject first = snippets.at(1).toObject(); // oldest last
+    QCOMPARE(first[u"id"_s].toString(), sig);
+    QCOMPARE(first[u"abbreviation"_s].toString(), u"sig"_s);
+    QCOMPARE(first[u"expandedText"_s].toString(), u"Best, Zoë"_s);
+    QCOMPARE(first[u"categoryName"_s].toString(), u"Work"_s);
+    QCOMPARE(first[u"isRichText"_s].toBool(true), false);
+    QVERIFY(first[u"createdAt"_s].toString().endsWith(u'Z'));
+    QVERIFY(!first.contains(u"trashedAt"_s));
+
+    const QJsonArray categories = list({u"category"_s, u"list"_s});
+    QCOMPARE(categories.size(), 2);
+    QCOMPARE(categories.at(0)[u"colorHex"_s].toString(), u"#E74C3C"_s);
+    QCOMPARE(categories.at(1)[u"name"_s].toString(), u"New"_s);
+    QCOMPARE(categories.at(1)[u"colorHex"_s].toString(), u"#4A90D9"_s);
+    QCOMPARE(categories.at(1)[u"sortOrder"_s].toInt(), 2);
+    QCOMPARE(categories.at(0)[u"activeSnippetCount"_s].toInt(), 1);
+
+    QCOMPARE(scrivlane({u"snippet"_s, u"trash"_s, sig}).exitCode, 0);
+    const QJsonArray trashed = list({u"snippet"_s, u"list"_s, u"--trashed"_s});
+    QCOMPARE(trashed.size(), 1);
+    QCOMPARE(trashed.at(0)[u"daysRemaining"_s].toInt(), 30);
+    QCOMPARE(list({u"snippet"_s, u"list"_s, u"--all"_s}).size(), 2);
+    QCOMPARE(scrivlane({u"snippet"_s, u"restore"_s, sig}).exitCode, 0);
+    QCOMPARE(list({u"snippet"_s, u"list"_s}).size(), 2);
+
+    QCOMPARE(scrivlane({u"category"_s, u"trash"_s, work}).exitCode, 0);
+    QCOMPARE(list({u"category"_s, u"list"_s, u"--trashed"_s}).size(), 1);
+    QCOMPARE(list({u"snippet"_s, u"list"_s, u"--trashed"_s}).size(), 1);
+    QCOMPARE(scrivlane({u"category"_s, u"delete"_s, work}).exitCode, 0);
+    QCOMPARE(list({u"snippet"_s, u"list"_s, u"--all"_s}).size(), 1);
+    QCOMPARE(scrivlane({u"purge"_s}).exitCode, 0);
+}
+
+void TestStoreCommands::conflicts()
+{
+    const QString id =
+        ok({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"mre"_s, u"--title"_s, u"My reply"_s});
+    QCOMPARE(ok({u"conflicts"_s, u" mre "_s}), u"Already used by \"My reply\""_s);
+    QCOMPARE(ok({u"conflicts"_s, u"mrex"_s}),
+             u"Conflicts with \"mre\" \u2014 one will always expand first"_s);
+    QCOMPARE(ok({u"conflicts"_s, u"mre"_s, u"--excluding"_s, id}), QString());
+    QCOMPARE(ok({u"conflicts"_s, u"MRE"_s}), QString());
+}
+
+void TestStoreCommands::badInputChangesNothing_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    const QString unknown = QUuid::createUuid().toString(QUuid::WithoutBraces);
+    QTest::newRow("unknown id") << QStringList{u"snippet"_s, u"trash"_s, unknown};
+    QTest::newRow("one unknown among known")
+        << QStringList{u"snippet"_s, u"delete"_s, u"KNOWN"_s, unknown};
+    QTest::newRow("not an id") << QStringList{u"category"_s, u"trash"_s, u"work"_s};
+    QTest::newRow("bad colour") << QStringList{u"category"_s, u"add"_s, u"C"_s, u"--color"_s,
+                                               u"red"_s};
+    QTest::newRow("short colour") << QStringList{u"category"_s, u"add"_s, u"C"_s, u"--color"_s,
+                                                 u"#12345"_s};
+    QTest::newRow("blank abbreviation")
+        << QStringList{u"snippet"_s, u"add"_s, u"--abbreviation"_s, u" "_s};
+    QTest::newRow("no abbreviation") << QStringList{u"snippet"_s, u"add"_s, u"--text"_s, u"x"_s};
+    QTest::newRow("unknown action") << QStringList{u"snippet"_s, u"frob"_s};
+    QTest::newRow("missing name") << QStringList{u"category"_s, u"add"_s};
+    QTest::newRow("two list filters")
+        << QStringList{u"snippet"_s, u"list"_s, u"--all"_s, u"--trashed"_s};
+}
+
+void TestStoreCommands::badInputChangesNothing()
+{
+    QFETCH(QStringList, arguments);
+    const QString known = ok({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"keep"_s});
+    arguments.replaceInStrings(u"KNOWN"_s, known);
+    const QString before =
+        ok({u"snippet"_s, u"list"_s, u"--all"_s}) + ok({u"category"_s, u"list"_s});
+    const Run run = scrivlane(arguments);
+    QCOMPARE(run.exitCode, 2);
+    QVERIFY(!run.err.isEmpty());
+    QCOMPARE(ok({u"snippet"_s, u"list"_s, u"--all"_s}) + ok({u"category"_s, u"list"_s}), before);
+}
+
+void TestStoreCommands::unreadableLibrary()
+{
+    QDir(m_home->path()).mkpath(u"data"_s);
+    QFile file(m_home->filePath(u"data/ScrivLane.sqlite"_s));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(QByteArray(2048, 'z'));
+    file.close();
+    const Run run = scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"a"_s});
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY(run.err.contains(u"not a database"_s));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), QByteArray(2048, 'z'));
+}
+
+QTEST_GUILESS_MAIN(TestStoreCommands)
+#include "tst_storecommands.moc"
