@@ -347,27 +347,33 @@ bool PersistenceController::contains(const CategoryEntity* category) const
     return m_categorySet.contains(category);
 }
 
-bool PersistenceController::hasChanges() const
+PersistenceController::Changes PersistenceController::pendingChanges() const
 {
-    if (!m_deletedCategoryPks.empty() || !m_deletedSnippetPks.empty())
-        return true;
+    Changes changes;
+    changes.deletions = !m_deletedCategoryPks.empty() || !m_deletedSnippetPks.empty();
     for (const auto& category : m_categories) {
         const auto saved = m_savedCategories.constFind(category.get());
-        if (saved == m_savedCategories.cend() || !(CategoryRow::of(*category, saved->pk) == *saved))
-            return true;
+        if (saved == m_savedCategories.cend() || !saved->matches(*category))
+            changes.categories.push_back(category.get());
     }
     for (const auto& snippet : m_snippets) {
         const auto saved = m_savedSnippets.constFind(snippet.get());
         if (saved == m_savedSnippets.cend() ||
-            !(SnippetRow::of(*snippet, saved->pk, categoryPkOf(snippet->category())) == *saved))
-            return true;
+            !saved->matches(*snippet, categoryPkOf(snippet->category())))
+            changes.snippets.push_back(snippet.get());
     }
-    return false;
+    return changes;
+}
+
+bool PersistenceController::hasChanges() const
+{
+    return pendingChanges().any();
 }
 
 void PersistenceController::save()
 {
-    if (!hasChanges())
+    const Changes changes = pendingChanges();
+    if (!changes.any())
         return;
     if (!m_available) {
         setSyncError(m_syncError.isEmpty() ? QStringLiteral("The library is not available")
@@ -376,21 +382,20 @@ void PersistenceController::save()
     }
     QHash<const CategoryEntity*, std::int64_t> newCategoryPks;
     QHash<const SnippetEntity*, std::int64_t> newSnippetPks;
-    if (!writeChanges(newCategoryPks, newSnippetPks))
+    if (!writeChanges(changes, newCategoryPks, newSnippetPks))
         return;
 
     // The file now holds what memory holds.
-    for (const auto& category : m_categories) {
-        const std::int64_t pk = newCategoryPks.contains(category.get())
-                                    ? newCategoryPks.value(category.get())
-                                    : m_savedCategories.value(category.get()).pk;
-        m_savedCategories.insert(category.get(), CategoryRow::of(*category, pk));
+    for (CategoryEntity* category : changes.categories) {
+        const std::int64_t pk = newCategoryPks.contains(category)
+                                    ? newCategoryPks.value(category)
+                                    : m_savedCategories.value(category).pk;
+        m_savedCategories.insert(category, CategoryRow::of(*category, pk));
     }
-    for (const auto& snippet : m_snippets) {
-        const std::int64_t pk = newSnippetPks.contains(snippet.get())
-                                    ? newSnippetPks.value(snippet.get())
-                                    : m_savedSnippets.value(snippet.get()).pk;
-        m_savedSnippets.insert(snippet.get(),
+    for (SnippetEntity* snippet : changes.snippets) {
+        const std::int64_t pk = newSnippetPks.contains(snippet) ? newSnippetPks.value(snippet)
+                                                                : m_savedSnippets.value(snippet).pk;
+        m_savedSnippets.insert(snippet,
                                SnippetRow::of(*snippet, pk, categoryPkOf(snippet->category())));
     }
     m_deletedCategoryPks.clear();
@@ -400,7 +405,8 @@ void PersistenceController::save()
     Q_EMIT didSave();
 }
 
-bool PersistenceController::writeChanges(QHash<const CategoryEntity*, std::int64_t>& newCategoryPks,
+bool PersistenceController::writeChanges(const Changes& changes,
+                                         QHash<const CategoryEntity*, std::int64_t>& newCategoryPks,
                                          QHash<const SnippetEntity*, std::int64_t>& newSnippetPks)
 {
     const auto fail = [this] {
@@ -430,42 +436,36 @@ bool PersistenceController::writeChanges(QHash<const CategoryEntity*, std::int64
         !deleteSnippetRow || !deleteCategoryRow)
         return fail();
 
-    for (const auto& category : m_categories) {
-        const auto saved = m_savedCategories.constFind(category.get());
-        if (saved == m_savedCategories.cend()) {
-            CategoryRow::of(*category, 0).bindValues(*insertCategory);
-            if (!insertCategory->run())
-                return fail();
-            newCategoryPks.insert(category.get(), m_db->lastInsertRowId());
-            insertCategory->reset();
-        } else if (const CategoryRow row = CategoryRow::of(*category, saved->pk);
-                   !(row == *saved)) {
-            row.bindValues(*updateCategory);
-            updateCategory->bind(8, row.pk);
-            if (!updateCategory->run())
-                return fail();
-            updateCategory->reset();
-        }
+    for (CategoryEntity* category : changes.categories) {
+        const auto saved = m_savedCategories.constFind(category);
+        const bool isNew = saved == m_savedCategories.cend();
+        const CategoryRow row = CategoryRow::of(*category, isNew ? 0 : saved->pk);
+        SqliteStatement& statement = isNew ? *insertCategory : *updateCategory;
+        row.bindValues(statement);
+        if (!isNew)
+            statement.bind(8, row.pk);
+        if (!statement.run())
+            return fail();
+        if (isNew)
+            newCategoryPks.insert(category, m_db->lastInsertRowId());
+        statement.reset();
     }
-    for (const auto& snippet : m_snippets) {
+    for (SnippetEntity* snippet : changes.snippets) {
         std::int64_t categoryPk = categoryPkOf(snippet->category());
         if (categoryPk == notYetStored)
             categoryPk = newCategoryPks.value(snippet->category());
-        const auto saved = m_savedSnippets.constFind(snippet.get());
-        if (saved == m_savedSnippets.cend()) {
-            SnippetRow::of(*snippet, 0, categoryPk).bindValues(*insertSnippet);
-            if (!insertSnippet->run())
-                return fail();
-            newSnippetPks.insert(snippet.get(), m_db->lastInsertRowId());
-            insertSnippet->reset();
-        } else if (const SnippetRow row = SnippetRow::of(*snippet, saved->pk, categoryPk);
-                   !(row == *saved)) {
-            row.bindValues(*updateSnippet);
-            updateSnippet->bind(13, row.pk);
-            if (!updateSnippet->run())
-                return fail();
-            updateSnippet->reset();
-        }
+        const auto saved = m_savedSnippets.constFind(snippet);
+        const bool isNew = saved == m_savedSnippets.cend();
+        const SnippetRow row = SnippetRow::of(*snippet, isNew ? 0 : saved->pk, categoryPk);
+        SqliteStatement& statement = isNew ? *insertSnippet : *updateSnippet;
+        row.bindValues(statement);
+        if (!isNew)
+            statement.bind(13, row.pk);
+        if (!statement.run())
+            return fail();
+        if (isNew)
+            newSnippetPks.insert(snippet, m_db->lastInsertRowId());
+        statement.reset();
     }
     for (const auto& [statement, pks] : {std::pair{&*deleteSnippetRow, &m_deletedSnippetPks},
                                          std::pair{&*deleteCategoryRow, &m_deletedCategoryPks}}) {

@@ -135,7 +135,16 @@ private:
     void watchFile();
     void checkForExternalChanges();
     std::int64_t categoryPkOf(const CategoryEntity* category) const;
-    bool writeChanges(QHash<const CategoryEntity*, std::int64_t>& newCategoryPks,
+    // The records that differ from what was last saved (or were never saved).
+    struct Changes {
+        std::vector<CategoryEntity*> categories;
+        std::vector<SnippetEntity*> snippets;
+        bool deletions = false;
+        bool any() const { return deletions || !categories.empty() || !snippets.empty(); }
+    };
+    Changes pendingChanges() const;
+    bool writeChanges(const Changes& changes,
+                      QHash<const CategoryEntity*, std::int64_t>& newCategoryPks,
                       QHash<const SnippetEntity*, std::int64_t>& newSnippetPks);
     void mergeCategories(const std::vector<CategoryRow>& rows,
                          QHash<std::int64_t, CategoryEntity*>& byPk);

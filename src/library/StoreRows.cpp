@@ -57,6 +57,13 @@ CategoryRow CategoryRow::of(const CategoryEntity& c, std::int64_t pk)
         c.trashedAt()};
 }
 
+bool CategoryRow::matches(const CategoryEntity& c) const
+{
+    return id == c.id() && name == c.name() && colorHex == c.colorHex() &&
+           sortOrder == c.sortOrder() && createdAt == c.createdAt() && updatedAt == c.updatedAt() &&
+           trashedAt == c.trashedAt();
+}
+
 CategoryRow CategoryRow::read(const SqliteStatement& row)
 {
     return {row.int64(0),         idAt(row, 1),   row.optionalText(2), row.optionalText(3),
@@ -130,6 +137,15 @@ SnippetRow SnippetRow::of(const SnippetEntity& s, std::int64_t pk, std::int64_t 
             s.createdAt(),
             s.updatedAt(),
             s.trashedAt()};
+}
+
+bool SnippetRow::matches(const SnippetEntity& s, std::int64_t category) const
+{
+    return categoryPk == category && isRichText == s.isRichText() &&
+           isCodeSnippet == s.isCodeSnippet() && id == s.id() && title == s.title() &&
+           abbreviation == s.abbreviation() && expandedText == s.expandedText() &&
+           expandedTextRTF == s.expandedTextRTF() && codeLanguage == s.codeLanguage() &&
+           createdAt == s.createdAt() && updatedAt == s.updatedAt() && trashedAt == s.trashedAt();
 }
 
 SnippetRow SnippetRow::read(const SqliteStatement& row)

@@ -24,6 +24,8 @@ struct CategoryRow {
     std::optional<QDateTime> trashedAt;
 
     static CategoryRow of(const CategoryEntity& category, std::int64_t pk);
+    // Whether the record still holds exactly these values (compared in place, no copies).
+    bool matches(const CategoryEntity& category) const;
     static CategoryRow read(const SqliteStatement& row); // columns as in selectSql
     void applyTo(CategoryEntity& category) const;
     // Takes the stored value of every column the user has not changed since it was saved.
@@ -53,6 +55,7 @@ struct SnippetRow {
     std::optional<QDateTime> trashedAt;
 
     static SnippetRow of(const SnippetEntity& snippet, std::int64_t pk, std::int64_t categoryPk);
+    bool matches(const SnippetEntity& snippet, std::int64_t categoryPk) const;
     static SnippetRow read(const SqliteStatement& row);
     // The category is resolved by the caller, which knows the rows' keys.
     void applyTo(SnippetEntity& snippet) const;
