@@ -20,6 +20,7 @@ struct Command {
 // Each area adds its commands here (MacroCommands.cpp, ...).
 void appendMacroCommands(std::vector<Command>& commands);
 void appendStoreCommands(std::vector<Command>& commands);
+void appendBackupCommands(std::vector<Command>& commands);
 
 Outcome usageError(const QString& message);
 Outcome success(const QString& out);

@@ -12,6 +12,7 @@ const std::vector<Cli::Command>& commands()
         std::vector<Cli::Command> list;
         Cli::appendMacroCommands(list);
         Cli::appendStoreCommands(list);
+        Cli::appendBackupCommands(list);
         return list;
     }();
     return all;

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "BackupService.h"
+
+#include <QDateTime>
+#include <QObject>
+#include <QThreadPool>
+
+class QSettings;
+
+// The state behind the settings' file backup section: the chosen folder, the last backup,
+// "Back Up Now" and restore, each on a worker, with the status line of the last outcome.
+class BackupController : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString backupFolder READ backupFolder NOTIFY backupFolderChanged)
+    Q_PROPERTY(QDateTime lastBackupDate READ lastBackupDate NOTIFY lastBackupDateChanged)
+    Q_PROPERTY(
+        QString backupStatusMessage READ backupStatusMessage NOTIFY backupStatusMessageChanged)
+    Q_PROPERTY(bool isBackingUp READ isBackingUp NOTIFY isBackingUpChanged)
+    Q_PROPERTY(bool isRestoring READ isRestoring NOTIFY isRestoringChanged)
+
+public:
+    struct Dependencies {
+        PersistenceController* store = nullptr;
+        QSettings* settings = nullptr;
+        std::function<AppSettingsBackup()> currentSettings;
+        BackupService::SettingsTarget settingsTarget;
+        std::function<QDateTime()> clock;
+    };
+
+    explicit BackupController(Dependencies dependencies, QObject* parent = nullptr);
+    ~BackupController() override; // waits for a running backup or restore
+
+    QString backupFolder() const { return m_backupFolder; } // empty: not set (or stale)
+    QDateTime lastBackupDate() const { return m_lastBackupDate; }
+    QString backupStatusMessage() const { return m_statusMessage; }
+    bool isBackingUp() const { return m_isBackingUp; }
+    bool isRestoring() const { return m_isRestoring; }
+    bool canBackUp() const { return !m_backupFolder.isEmpty() && !m_isBackingUp; }
+
+    // Reads the stored folder reference again; a stale one shows as not set but is kept.
+    void loadBackupFolder();
+    // Remembers the folder the user chose; false (and nothing changed) when it is unusable.
+    bool chooseBackupFolder(const QString& folder);
+    void performBackup();
+    void performRestore(const QString& file);
+
+Q_SIGNALS:
+    void backupFolderChanged();
+    void lastBackupDateChanged();
+    void backupStatusMessageChanged();
+    void isBackingUpChanged();
+    void isRestoringChanged();
+
+private:
+    void setStatus(const QString& message);
+    void setBackingUp(bool busy);
+    void setRestoring(bool busy);
+
+    Dependencies m_dependencies;
+    QString m_backupFolder;
+    QDateTime m_lastBackupDate;
+    QString m_statusMessage;
+    bool m_isBackingUp = false;
+    bool m_isRestoring = false;
+    QThreadPool m_workers;
+};

@@ -1,0 +1,130 @@
+#include "BackupController.h"
+#include "PersistenceController.h"
+#include "SnippetEntity.h"
+
+#include <QDir>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class TestBackupController : public QObject {
+    Q_OBJECT
+private:
+    QTemporaryDir m_dir;
+    std::unique_ptr<QSettings> m_settings;
+    std::unique_ptr<PersistenceController> m_store;
+    QStringList m_applied;
+
+    std::unique_ptr<BackupController> controller()
+    {
+        BackupController::Dependencies d;
+        d.store = m_store.get();
+        d.settings = m_settings.get();
+        d.currentSettings = [] { return AppSettingsBackup{true, true, 0.5f, u"Pop"_s}; };
+        d.settingsTarget = {[this](bool) { m_applied << u"expansion"_s; }, [](bool) {},
+                            [](float) {}, [](const QString&) {},
+                            [](const QString&, const QVariant&) {}};
+        return std::make_unique<BackupController>(d);
+    }
+    QString folder(const QString& name)
+    {
+        QDir(m_dir.path()).mkpath(name);
+        return m_dir.filePath(name);
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        QDir(m_dir.path()).removeRecursively();
+        QDir().mkpath(m_dir.path());
+        m_settings =
+            std::make_unique<QSettings>(m_dir.filePath(u"defaults.ini"_s), QSettings::IniFormat);
+        PersistenceController::Options options;
+        options.databasePath = m_dir.filePath(u"lib.sqlite"_s);
+        options.watchForExternalChanges = false;
+        m_store = std::make_unique<PersistenceController>(options);
+        m_store->insertSnippet(
+            SnippetEntity::create(u"T"_s, u"sig"_s, nullptr, QDateTime::currentDateTimeUtc()));
+        m_store->save();
+        m_applied.clear();
+    }
+    void folderChoiceSurvivesButNotAMove();
+    void backUpNow();
+    void failedBackupKeepsLastDate();
+    void restoreReportsItsLine();
+};
+
+void TestBackupController::folderChoiceSurvivesButNotAMove()
+{
+    auto c = controller();
+    QVERIFY(c->backupFolder().isEmpty() && !c->lastBackupDate().isValid() && !c->canBackUp());
+    QVERIFY(!c->chooseBackupFolder(m_dir.filePath(u"missing"_s)));
+    const QString chosen = folder(u"backups"_s);
+    QVERIFY(c->chooseBackupFolder(chosen));
+    QCOMPARE(controller()->backupFolder(), chosen);
+
+    // Replaced by another folder of the same name: stale, shown as not set, reference kept.
+    folder(u"elsewhere"_s); // made while the first exists, so it cannot reuse its inode
+    QVERIFY(QDir(chosen).removeRecursively());
+    QVERIFY(QDir(m_dir.path()).rename(u"elsewhere"_s, u"backups"_s));
+    auto again = controller();
+    QVERIFY(again->backupFolder().isEmpty());
+    QVERIFY(!m_settings->value(u"tw_backupFolderBookmark"_s).toByteArray().isEmpty());
+}
+
+void TestBackupController::backUpNow()
+{
+    auto c = controller();
+    QVERIFY(c->chooseBackupFolder(folder(u"backups"_s)));
+    QSignalSpy busy(c.get(), &BackupController::isBackingUpChanged);
+    c->performBackup();
+    c->performBackup(); // ignored while the first runs
+    QVERIFY(c->isBackingUp() && !c->canBackUp());
+    QTRY_VERIFY(!c->isBackingUp());
+    QCOMPARE(busy.count(), 2);
+    QVERIFY2(c->backupStatusMessage().startsWith(u"\u2713 Saved to ScrivLane-Backup-"_s),
+             qPrintable(c->backupStatusMessage()));
+    QCOMPARE(QDir(c->backupFolder()).entryList(QDir::Files).size(), 1);
+    QVERIFY(c->lastBackupDate().isValid());
+    QCOMPARE(controller()->lastBackupDate(), c->lastBackupDate());
+}
+
+void TestBackupController::failedBackupKeepsLastDate()
+{
+    auto c = controller();
+    const QString chosen = folder(u"backups"_s);
+    QVERIFY(c->chooseBackupFolder(chosen));
+    c->performBackup();
+    QTRY_VERIFY(!c->isBackingUp());
+    const QDateTime last = c->lastBackupDate();
+    QVERIFY(QDir(chosen).removeRecursively()); // gone after it was chosen
+    c->performBackup();
+    QTRY_VERIFY(!c->isBackingUp());
+    QVERIFY2(c->backupStatusMessage().startsWith(u"Export failed: "_s),
+             qPrintable(c->backupStatusMessage()));
+    QCOMPARE(c->lastBackupDate(), last);
+}
+
+void TestBackupController::restoreReportsItsLine()
+{
+    auto c = controller();
+    QVERIFY(c->chooseBackupFolder(folder(u"backups"_s)));
+    c->performBackup();
+    QTRY_VERIFY(!c->isBackingUp());
+    const QString file = QDir(c->backupFolder()).entryInfoList(QDir::Files).at(0).filePath();
+    c->performRestore(file);
+    QVERIFY(c->isRestoring());
+    QTRY_VERIFY(!c->isRestoring());
+    QCOMPARE(c->backupStatusMessage(), u"\u2713 1 already existed, settings restored"_s);
+    QTRY_COMPARE(m_applied, QStringList{u"expansion"_s});
+
+    c->performRestore(m_dir.filePath(u"nothing.json"_s));
+    QTRY_VERIFY(!c->isRestoring());
+    QVERIFY(c->backupStatusMessage().startsWith(u"Restore failed: "_s));
+}
+
+QTEST_GUILESS_MAIN(TestBackupController)
+#include "tst_backupcontroller.moc"
