@@ -61,11 +61,11 @@ void TextExpansionService::handleKeyDown(const KeyEvent& event)
         m_typingBuffer.clear();
         return;
     }
-    if (event.keyCode == KeyCode::Delete) {
+    if (event.keyCode == VirtualKey::Delete) {
         m_typingBuffer.removeLastCharacter();
         return;
     }
-    if (KeyCode::isResetKey(event.keyCode)) {
+    if (VirtualKey::isResetKey(event.keyCode)) {
         m_typingBuffer.clear();
         return;
     }

@@ -81,7 +81,8 @@ void TestAbbreviationMatching::agreesWithLinearScan()
         if (random.bounded(20) == 0)
             text = u"@"_qs; // a Delete now and then
         const bool isDelete = text == u"@"_qs;
-        service.handleKeyDown(isDelete ? KeyEvent{KeyCode::Delete, 0, {}} : KeyEvent{0, 0, text});
+        service.handleKeyDown(isDelete ? KeyEvent{VirtualKey::Delete, 0, {}}
+                                       : KeyEvent{0, 0, text});
 
         if (isDelete) {
             reference = TextRules::droppingLastCharacter(reference);

@@ -196,15 +196,15 @@ void TestTextExpansionService::resetKeys_data()
     QTest::addColumn<int>("keyCode");
     QTest::addColumn<QString>("keyText");
     QTest::addColumn<bool>("resets");
-    for (int code : KeyCode::resetKeyCodes)
+    for (int code : VirtualKey::resetKeyCodes)
         QTest::addRow("reset %d", code) << code << QString() << true;
     // These pass their private-use text into the buffer like any other character.
-    QTest::newRow("F7") << KeyCode::F7 << u"\uF70A"_qs << false;
-    QTest::newRow("Home") << KeyCode::Home << u"\uF729"_qs << false;
-    QTest::newRow("End") << KeyCode::End << u"\uF72B"_qs << false;
-    QTest::newRow("Page Up") << KeyCode::PageUp << u"\uF72C"_qs << false;
-    QTest::newRow("Page Down") << KeyCode::PageDown << u"\uF72D"_qs << false;
-    QTest::newRow("Forward Delete") << KeyCode::ForwardDelete << u"\uF728"_qs << false;
+    QTest::newRow("F7") << VirtualKey::F7 << u"\uF70A"_qs << false;
+    QTest::newRow("Home") << VirtualKey::Home << u"\uF729"_qs << false;
+    QTest::newRow("End") << VirtualKey::End << u"\uF72B"_qs << false;
+    QTest::newRow("Page Up") << VirtualKey::PageUp << u"\uF72C"_qs << false;
+    QTest::newRow("Page Down") << VirtualKey::PageDown << u"\uF72D"_qs << false;
+    QTest::newRow("Forward Delete") << VirtualKey::ForwardDelete << u"\uF728"_qs << false;
 }
 
 void TestTextExpansionService::resetKeys()

@@ -6,7 +6,7 @@
 
 // Key identities of the expansion engine. They keep the virtual key codes the engine was
 // designed around; the platform layer translates its own key symbols into them.
-namespace KeyCode {
+namespace VirtualKey {
 inline constexpr int Return = 36;
 inline constexpr int Tab = 48;
 inline constexpr int Delete = 51; // the backspace key
@@ -56,7 +56,7 @@ constexpr bool isResetKey(int keyCode)
             return true;
     return false;
 }
-} // namespace KeyCode
+} // namespace VirtualKey
 
 namespace ModifierFlag {
 inline constexpr std::uint64_t CapsLock = 0x10000;
