@@ -19,8 +19,12 @@ struct Command {
 
 // Each area adds its commands here (MacroCommands.cpp, ...).
 void appendMacroCommands(std::vector<Command>& commands);
+void appendAiCommands(std::vector<Command>& commands);
+void appendConfigCommands(std::vector<Command>& commands);
+void appendRichTextCommands(std::vector<Command>& commands);
 void appendStoreCommands(std::vector<Command>& commands);
 void appendBackupCommands(std::vector<Command>& commands);
+void appendSoundCommands(std::vector<Command>& commands);
 
 Outcome usageError(const QString& message);
 Outcome success(const QString& out);

@@ -11,8 +11,12 @@ const std::vector<Cli::Command>& commands()
     static const std::vector<Cli::Command> all = [] {
         std::vector<Cli::Command> list;
         Cli::appendMacroCommands(list);
+        Cli::appendAiCommands(list);
+        Cli::appendConfigCommands(list);
+        Cli::appendRichTextCommands(list);
         Cli::appendStoreCommands(list);
         Cli::appendBackupCommands(list);
+        Cli::appendSoundCommands(list);
         return list;
     }();
     return all;

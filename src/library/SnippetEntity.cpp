@@ -1,7 +1,13 @@
 #include "SnippetEntity.h"
 
 #include "CategoryEntity.h"
+#include "ColorFilter.h"
+#include "PlainCharacters.h"
+#include "RtfReader.h"
+#include "RtfWriter.h"
 #include "TextRules.h"
+
+#include <QTextDocument>
 
 namespace {
 constexpr qsizetype displayTitleLength = 40;
@@ -47,4 +53,24 @@ QString SnippetEntity::displayTitle() const
     if (!start.isEmpty())
         return start;
     return QStringLiteral("Untitled Snippet");
+}
+
+std::unique_ptr<QTextDocument> SnippetEntity::attributedText() const
+{
+    if (!m_expandedTextRTF)
+        return nullptr;
+    std::unique_ptr<QTextDocument> text = RtfReader::read(*m_expandedTextRTF);
+    if (text && !text->isEmpty())
+        ColorFilter::apply(*text);
+    return text;
+}
+
+void SnippetEntity::setAttributedText(const QTextDocument& text, const QDateTime& now)
+{
+    std::unique_ptr<QTextDocument> filtered(text.clone());
+    if (!filtered->isEmpty())
+        ColorFilter::apply(*filtered);
+    m_expandedText = RichText::plainCharacters(*filtered);
+    m_expandedTextRTF = RtfWriter::write(*filtered);
+    m_updatedAt = now;
 }

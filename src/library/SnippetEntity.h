@@ -8,6 +8,7 @@
 #include <optional>
 
 class CategoryEntity;
+class QTextDocument;
 
 // A snippet record. Every attribute is optional or has a default so that records synced from
 // elsewhere, or written by older versions, always load. Categories point back at their snippets,
@@ -61,6 +62,13 @@ public:
 
     // The title, else the start of the expansion, else a placeholder; never trimmed.
     QString displayTitle() const;
+
+    // The rich expansion read from expandedTextRTF, near-grey colours removed; nothing when there
+    // is no RTF or it cannot be read.
+    std::unique_ptr<QTextDocument> attributedText() const;
+    // Stores rich text: its plain characters and its RTF (absent when the RTF cannot be
+    // produced), with near-grey colours removed. isRichText is the caller's to set.
+    void setAttributedText(const QTextDocument& text, const QDateTime& now);
 
 private:
     friend class CategoryEntity;

@@ -1,6 +1,7 @@
 #include "MacroProcessor.h"
 
 #include "ClipboardReader.h"
+#include "MacroMatching.h"
 #include "TextRules.h"
 
 #include <QUuid>
@@ -11,6 +12,8 @@
 #include <unicode/timezone.h>
 
 using namespace Qt::StringLiterals;
+using MacroMatching::forEachMacro;
+using MacroMatching::Macro;
 
 namespace {
 
@@ -19,35 +22,6 @@ const QString defaultTimePattern = u"h:mm a"_s;
 const QString defaultFillLabel = u"Value"_s;
 
 std::atomic<const ClipboardReader*> installedClipboard{nullptr};
-
-struct Macro {
-    qsizetype start = 0;
-    qsizetype end = 0;
-    QString name; // lower case
-    std::optional<QString> argument;
-
-    QString fillLabel() const { return argument.value_or(defaultFillLabel); }
-    // How a macro this processor does not handle goes back into the text.
-    QString passedThrough() const
-    {
-        if (argument)
-            return u"{"_s + name + u":"_s + *argument + u"}"_s;
-        return u"{"_s + name + u"}"_s;
-    }
-};
-
-template <typename Visit> void forEachMacro(const QString& text, Visit visit)
-{
-    QRegularExpressionMatchIterator it = MacroProcessor::macroPattern().globalMatch(text);
-    while (it.hasNext()) {
-        const QRegularExpressionMatch m = it.next();
-        Macro macro{m.capturedStart(0), m.capturedEnd(0), m.captured(1).toLower(), std::nullopt};
-        // {fill:} has an empty argument, {fill} none.
-        if (m.capturedStart(2) >= 0)
-            macro.argument = m.captured(2);
-        visit(macro);
-    }
-}
 
 // Builds the output of one forward pass: text between macros unchanged, each macro replaced.
 // Returns the UTF-16 offset in the output of the last cursor macro, if any.
@@ -140,6 +114,46 @@ QString aiPreview(const std::optional<QString>& argument)
 
 } // namespace
 
+QString MacroMatching::Macro::fillLabel() const
+{
+    return argument.value_or(defaultFillLabel);
+}
+
+QString MacroMatching::Macro::passedThrough() const
+{
+    if (argument)
+        return u"{"_s + name + u":"_s + *argument + u"}"_s;
+    return u"{"_s + name + u"}"_s;
+}
+
+QList<FillInField> MacroMatching::pendingFillIns(const QString& text,
+                                                 const QHash<QString, QString>& fillInValues)
+{
+    QList<FillInField> pending = MacroProcessor::fillInFields(text);
+    pending.removeIf([&](const FillInField& f) { return fillInValues.contains(f.id); });
+    return pending;
+}
+
+QString MacroMatching::replacement(const Macro& macro, const std::optional<QString>& clipboard,
+                                   const QHash<QString, QString>& fillInValues,
+                                   const MacroProcessor::SnippetLookup& snippetLookup)
+{
+    if (std::optional<QString> value = systemValue(macro, clipboard))
+        return *value;
+    if (macro.name == u"cursor"_s)
+        return QString();
+    if (macro.name == u"fill"_s)
+        return fillInValues.value(macro.fillLabel());
+    if (macro.name == u"snippet"_s) {
+        if (!macro.argument || !snippetLookup)
+            return QString();
+        const std::optional<QString> nested = snippetLookup(*macro.argument);
+        // One level only: the nested text gets no lookup and no fill-in values.
+        return nested ? MacroProcessor::resolve(*nested, clipboard).text : QString();
+    }
+    return macro.passedThrough();
+}
+
 const QRegularExpression& MacroProcessor::macroPattern()
 {
     static const QRegularExpression pattern = [] {
@@ -173,29 +187,14 @@ MacroResolutionResult MacroProcessor::resolve(const QString& text,
                                               const QHash<QString, QString>& fillInValues,
                                               const SnippetLookup& snippetLookup)
 {
-    QList<FillInField> pending = fillInFields(text);
-    pending.removeIf([&](const FillInField& f) { return fillInValues.contains(f.id); });
+    QList<FillInField> pending = MacroMatching::pendingFillIns(text, fillInValues);
     if (!pending.isEmpty())
         return {text, 0, pending};
 
     MacroResolutionResult result;
-    const std::optional<qsizetype> cursor =
-        substitute(text, result.text, [&](const Macro& macro) -> QString {
-            if (std::optional<QString> value = systemValue(macro, clipboard))
-                return *value;
-            if (macro.name == u"cursor"_s)
-                return QString();
-            if (macro.name == u"fill"_s)
-                return fillInValues.value(macro.fillLabel());
-            if (macro.name == u"snippet"_s) {
-                if (!macro.argument || !snippetLookup)
-                    return QString();
-                const std::optional<QString> nested = snippetLookup(*macro.argument);
-                // One level only: the nested text gets no lookup and no fill-in values.
-                return nested ? resolve(*nested, clipboard).text : QString();
-            }
-            return macro.passedThrough();
-        });
+    const std::optional<qsizetype> cursor = substitute(text, result.text, [&](const Macro& macro) {
+        return MacroMatching::replacement(macro, clipboard, fillInValues, snippetLookup);
+    });
     if (cursor) {
         result.cursorBacktrackCount = TextRules::characterCount(result.text) -
                                       TextRules::characterCount(result.text.left(*cursor));

@@ -6,9 +6,11 @@
 #include <QRegularExpression>
 #include <QString>
 #include <functional>
+#include <memory>
 #include <optional>
 
 class ClipboardReader;
+class QTextDocument;
 
 // One field of the fill-in form; the label is also its identity and the key of its value.
 struct FillInField {
@@ -24,6 +26,14 @@ struct MacroResolutionResult {
     // Characters between the cursor macro and the end of text; 0 without one.
     qsizetype cursorBacktrackCount = 0;
     QList<FillInField> pendingFillIns;
+};
+
+// The outcome of resolving rich text. There is no pending list: with fill-ins pending the
+// document is a copy of the input and the count 0.
+struct RichResolutionResult {
+    std::unique_ptr<QTextDocument> document;
+    // UTF-16 units between the first cursor macro and the end of the document; 0 without one.
+    qsizetype cursorBacktrackCount = 0;
 };
 
 // Finds and replaces the macros of expansion texts. All operations are static and may be
@@ -70,7 +80,16 @@ public:
                                          const QHash<QString, QString>& fillInValues = {},
                                          const SnippetLookup& snippetLookup = {});
 
+    // Each replacement takes the attributes of its macro's first character.
+    static RichResolutionResult resolveRich(const QTextDocument& text,
+                                            const std::optional<QString>& clipboard = std::nullopt,
+                                            const QHash<QString, QString>& fillInValues = {},
+                                            const SnippetLookup& snippetLookup = {});
+
     static QString previewText(const QString& text);
+    // The editor's preview of a rich snippet: the plain characters of what resolveRich gives
+    // without clipboard override, fill-in values or lookup, rendered by previewText.
+    static QString richPreviewText(const QTextDocument& text);
 
     static std::optional<MacroRange> firstAIMacroRange(const QString& text);
     static std::optional<QString> firstAIPrompt(const QString& text);

@@ -3,6 +3,9 @@
 #include "TestText.h"
 
 #include <QTest>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextDocument>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -18,6 +21,33 @@ QUuid idFor(QChar label)
 {
     return QUuid(label.unicode(), 0, 0, 0, 0, 0, 0, 0, 0, 0, 1);
 }
+
+// Text by foreground colour, "text:#rrggbb" or "text:" without one; paragraphs apart.
+QString colorRuns(const QTextDocument& doc)
+{
+    QStringList paragraphs;
+    for (QTextBlock block = doc.begin(); block.isValid(); block = block.next()) {
+        QStringList runs;
+        QString last = u"-"_s;
+        for (auto it = block.begin(); !it.atEnd(); ++it) {
+            const QTextCharFormat f = it.fragment().charFormat();
+            const QString color = f.hasProperty(QTextFormat::ForegroundBrush)
+                                      ? f.foreground().color().name()
+                                      : QString();
+            if (color == last)
+                runs.last().insert(runs.last().lastIndexOf(u':'), it.fragment().text());
+            else
+                runs << it.fragment().text() + u":"_s + color;
+            last = color;
+        }
+        paragraphs << runs.join(u'|');
+    }
+    return paragraphs.join(u" ¶ "_s);
+}
+
+const QByteArray blackGreyRed =
+    R"({\rtf1{\colortbl;\red0\green0\blue0;\red128\green128\blue128;)"
+    R"(\red255\green0\blue0;}\cf1 black\cf2\b grey\cf3 red\par\cf1 two})";
 
 } // namespace
 
@@ -40,6 +70,10 @@ private Q_SLOTS:
     void categoryEdits();
     void categoryDisplayName_data();
     void categoryDisplayName();
+    void attributedTextRead_data();
+    void attributedTextRead();
+    void attributedTextWrite();
+    void attributedTextWriteWithoutRtf();
 };
 
 void TestRecords::displayTitle_data()
@@ -297,6 +331,83 @@ void TestRecords::categoryDisplayName()
     CategoryEntity category;
     category.setName(name);
     QCOMPARE(category.displayName(), expected);
+}
+
+void TestRecords::attributedTextRead_data()
+{
+    QTest::addColumn<std::optional<QByteArray>>("rtf");
+    QTest::addColumn<QString>("runs"); // empty: nothing read
+    QTest::newRow("no RTF") << std::optional<QByteArray>() << QString();
+    QTest::newRow("not RTF") << std::optional(QByteArray("Hello")) << QString();
+    QTest::newRow("empty document") << std::optional(QByteArray("{\\rtf1}")) << u"(empty)"_s;
+    QTest::newRow("black, grey and red")
+        << std::optional(blackGreyRed) << u"blackgrey:|red:#ff0000 ¶ two:"_s;
+    QTest::newRow("white and a pale tint go, a pale colour stays")
+        << std::optional(QByteArray(R"({\rtf1{\colortbl;\red255\green255\blue255;)"
+                                    R"(\red255\green226\blue226;\red255\green224\blue224;})"
+                                    R"(\cf1 a\cf2 b\cf3 c})"))
+        << u"ab:|c:#ffe0e0"_s;
+}
+
+void TestRecords::attributedTextRead()
+{
+    QFETCH(std::optional<QByteArray>, rtf);
+    QFETCH(QString, runs);
+    SnippetEntity snippet;
+    snippet.setExpandedTextRTF(rtf);
+    const std::unique_ptr<QTextDocument> text = snippet.attributedText();
+    if (runs.isEmpty()) {
+        QVERIFY(!text);
+        return;
+    }
+    QVERIFY(text);
+    QCOMPARE(text->isEmpty() ? u"(empty)"_s : colorRuns(*text), runs);
+}
+
+// Writing stores the plain characters and the RTF of the filtered text, and touches nothing
+// else: not the caller's document, not the rich flag.
+void TestRecords::attributedTextWrite()
+{
+    for (const bool rich : {false, true}) {
+        const auto snippet = SnippetEntity::create(u"t"_s, u"a"_s, nullptr, epoch);
+        snippet->setRichText(rich);
+        const std::unique_ptr<QTextDocument> given = [] {
+            SnippetEntity reader;
+            reader.setExpandedTextRTF(blackGreyRed);
+            return reader.attributedText();
+        }();
+        QTextCursor(given.get()).insertText(u"\u00a0"_s, QTextCharFormat()); // kept as it is
+        QTextCharFormat grey;
+        grey.setForeground(QColor(0x80, 0x80, 0x80));
+        QTextCursor(given.get()).insertText(u"g"_s, grey);
+        const QString before = colorRuns(*given);
+
+        const QDateTime later = epoch.addSecs(5);
+        snippet->setAttributedText(*given, later);
+        QCOMPARE(colorRuns(*given), before);
+        QCOMPARE(snippet->expandedText(), OptionalString(u"g\u00a0blackgreyred\ntwo"_s));
+        QCOMPARE(snippet->updatedAt(), std::optional(later));
+        QCOMPARE(snippet->createdAt(), std::optional(epoch));
+        QCOMPARE(snippet->isRichText(), rich);
+        QVERIFY(snippet->expandedTextRTF());
+        QVERIFY(!snippet->expandedTextRTF()->contains("\\red128"));
+        const std::unique_ptr<QTextDocument> back = snippet->attributedText();
+        QVERIFY(back);
+        QCOMPARE(colorRuns(*back), u"g\u00a0blackgrey:|red:#ff0000 ¶ two:"_s);
+    }
+}
+
+// Too large for RTF: the plain characters are still stored, the RTF is removed.
+void TestRecords::attributedTextWriteWithoutRtf()
+{
+    SnippetEntity snippet;
+    snippet.setExpandedTextRTF(blackGreyRed);
+    QTextDocument huge;
+    huge.setPlainText(QString(5 * 1024 * 1024, u'x'));
+    snippet.setAttributedText(huge, epoch);
+    QVERIFY(!snippet.expandedTextRTF());
+    QCOMPARE(snippet.expandedText()->size(), 5 * 1024 * 1024);
+    QCOMPARE(snippet.updatedAt(), std::optional(epoch));
 }
 
 QTEST_APPLESS_MAIN(TestRecords)

@@ -1,0 +1,326 @@
+#include "AITestSupport.h"
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+QByteArray dataList(const QStringList& ids)
+{
+    QStringList entries;
+    for (const QString& id : ids)
+        entries.append(u"{\"id\":\""_s + id + u"\",\"object\":\"model\"}"_s);
+    return "{\"object\":\"list\",\"data\":[" + entries.join(u',').toUtf8() + "]}";
+}
+
+QByteArray ollamaList(const QStringList& names)
+{
+    QStringList entries;
+    for (const QString& name : names)
+        entries.append(u"{\"name\":\""_s + name + u"\",\"size\":1}"_s);
+    return "{\"models\":[" + entries.join(u',').toUtf8() + "]}";
+}
+
+QString detected(std::optional<bool> d)
+{
+    return d ? (*d ? u"true"_s : u"false"_s) : u"unknown"_s;
+}
+
+} // namespace
+
+class TestAIModels : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void refresh_data();
+    void refresh();
+    void oneRefreshAtATime();
+    void refreshTimeLimits_data();
+    void refreshTimeLimits();
+    void providerSwitchedDuringRefresh();
+    void connectionTest_data();
+    void connectionTest();
+
+private:
+    HttpTestServer m_server;
+};
+
+void TestAIModels::initTestCase()
+{
+    QVERIFY(m_server.listen());
+}
+
+void TestAIModels::init()
+{
+    m_server.clearRequests();
+}
+
+void TestAIModels::refresh_data()
+{
+    QTest::addColumn<AIProvider>("provider");
+    QTest::addColumn<QVariantMap>("properties");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QStringList>("before"); // availableModels before the refresh
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QByteArray>("path"); // empty: no request expected
+    QTest::addColumn<QString>("authorization");
+    QTest::addColumn<QStringList>("models");
+    QTest::addColumn<QString>("model");
+    QTest::addColumn<QString>("ollamaDetected");
+
+    const QVariant port = QVariant::fromValue<qint64>(m_server.port());
+    const QVariant deadPort = QVariant::fromValue<qint64>(HttpTestServer::unusedPort());
+    const QVariantMap ollama{{u"ollamaPort"_s, port}};
+    const QVariantMap custom{{u"customBaseURL"_s, QVariant(m_server.baseUrl() + u"/c/v1/"_s)},
+                             {u"model"_s, u"m"_s}};
+    const QStringList openAIDefaults = defaultModels(AIProvider::openAI);
+    const QStringList grokDefaults = defaultModels(AIProvider::grok);
+    const QString bearer = u"Bearer k"_s;
+
+    // clang-format off
+    QTest::newRow("openai filter example")
+        << AIProvider::openAI << QVariantMap{} << u"k"_s << openAIDefaults << 200
+        << dataList({u"gpt-4o"_s, u"text-embedding-3-small"_s, u"o1-mini"_s, u"gpt-4o-realtime-preview"_s, u"dall-e-3"_s, u"chatgpt-4o-latest"_s})
+        << QByteArray("/openai/v1/models") << bearer << QStringList{u"gpt-4o"_s, u"o1-mini"_s} << u"gpt-4o"_s << u"unknown"_s;
+    QTest::newRow("openai exclusions are substrings, case-blind")
+        << AIProvider::openAI << QVariantMap{} << u"k"_s << openAIDefaults << 200
+        << dataList({u"GPT-4o-Audio"_s, u"gpt-4o-mini"_s, u"o3-canada"_s, u"gpt-3.5-turbo-instruct"_s, u"o5"_s, u"gpt-tts"_s})
+        << QByteArray("/openai/v1/models") << bearer << QStringList{u"gpt-4o-mini"_s, u"o5"_s} << u"gpt-4o-mini"_s << u"unknown"_s;
+    QTest::newRow("grok: seven exclusions, sorted")
+        << AIProvider::grok << QVariantMap{} << u"k"_s << grokDefaults << 200
+        << dataList({u"grok-3"_s, u"grok-2-image"_s, u"grok-embedding"_s, u"Grok-Beta"_s, u"grok-3-mini"_s, u"grok-realtime"_s})
+        << QByteArray("/xai/v1/models") << bearer << QStringList{u"Grok-Beta"_s, u"grok-2-image"_s, u"grok-3"_s, u"grok-3-mini"_s, u"grok-realtime"_s} << u"grok-3-mini"_s << u"unknown"_s;
+    QTest::newRow("custom: filtered, first model when default absent")
+        << AIProvider::custom << custom << u"k"_s << QStringList{} << 200
+        << dataList({u"zeta"_s, u"whisper-1"_s, u"alpha-tts"_s, u"Beta"_s, u"alpha"_s})
+        << QByteArray("/c/v1/models") << bearer << QStringList{u"Beta"_s, u"alpha"_s, u"zeta"_s} << u"Beta"_s << u"unknown"_s;
+    QTest::newRow("custom: current model kept")
+        << AIProvider::custom << custom << u"k"_s << QStringList{} << 200
+        << dataList({u"z"_s, u"m"_s})
+        << QByteArray("/c/v1/models") << bearer << QStringList{u"m"_s, u"z"_s} << u"m"_s << u"unknown"_s;
+    QTest::newRow("anthropic: all ids, sorted, x-api-key")
+        << AIProvider::anthropic << QVariantMap{{u"model"_s, u"gone"_s}} << u"k"_s << QStringList{} << 200
+        << dataList({u"claude-sonnet-4-6"_s, u"claude-embedding"_s, u"claude-haiku-4-5-20251001"_s})
+        << QByteArray("/anthropic/v1/models") << QString() << QStringList{u"claude-embedding"_s, u"claude-haiku-4-5-20251001"_s, u"claude-sonnet-4-6"_s} << u"claude-haiku-4-5-20251001"_s << u"unknown"_s;
+    QTest::newRow("anthropic enterprise: bearer")
+        << AIProvider::anthropic << QVariantMap{{u"anthropicEnterpriseBaseURL"_s, QVariant(m_server.baseUrl() + u"/ent//"_s)}} << u"k"_s << QStringList{} << 200
+        << dataList({u"b"_s, u"a"_s})
+        << QByteArray("/ent/models") << bearer << QStringList{u"a"_s, u"b"_s} << u"a"_s << u"unknown"_s;
+    QTest::newRow("sort: upper case first, prefix first")
+        << AIProvider::grok << QVariantMap{} << u"k"_s << grokDefaults << 200
+        << dataList({u"ab"_s, u"a"_s, u"B"_s, u"a-b"_s})
+        << QByteArray("/xai/v1/models") << bearer << QStringList{u"B"_s, u"a"_s, u"a-b"_s, u"ab"_s} << u"B"_s << u"unknown"_s;
+    QTest::newRow("ollama: as received, detected")
+        << AIProvider::ollama << ollama << QString() << QStringList{} << 200
+        << ollamaList({u"qwen:7b"_s, u"llama3.2:latest"_s, u"all-minilm-embedding"_s})
+        << QByteArray("/api/tags") << QString() << QStringList{u"qwen:7b"_s, u"llama3.2:latest"_s, u"all-minilm-embedding"_s} << u"qwen:7b"_s << u"true"_s;
+    QTest::newRow("ollama: nothing pulled")
+        << AIProvider::ollama << ollama << QString() << QStringList{} << 200 << ollamaList({})
+        << QByteArray("/api/tags") << QString() << QStringList{} << u"llama3.2"_s << u"false"_s;
+    QTest::newRow("ollama: error status is not running")
+        << AIProvider::ollama << ollama << QString() << QStringList{u"x"_s} << 500 << QByteArray()
+        << QByteArray("/api/tags") << QString() << QStringList{} << u"llama3.2"_s << u"false"_s;
+    QTest::newRow("ollama: nothing listening")
+        << AIProvider::ollama << QVariantMap{{u"ollamaPort"_s, deadPort}} << QString() << QStringList{u"x"_s} << 200 << QByteArray()
+        << QByteArray() << QString() << QStringList{} << u"llama3.2"_s << u"false"_s;
+    QTest::newRow("ollama: undecodable reply changes nothing")
+        << AIProvider::ollama << ollama << QString() << QStringList{u"x"_s} << 200 << QByteArray(R"({"models":[{"size":1}]})")
+        << QByteArray("/api/tags") << QString() << QStringList{u"x"_s} << u"llama3.2"_s << u"unknown"_s;
+    QTest::newRow("openai without key: built-in list, no traffic")
+        << AIProvider::openAI << QVariantMap{} << QString() << QStringList{u"x"_s} << 200 << dataList({u"gpt-9"_s})
+        << QByteArray() << QString() << openAIDefaults << u"gpt-4o-mini"_s << u"unknown"_s;
+    QTest::newRow("custom without key: empty, no traffic")
+        << AIProvider::custom << custom << QString() << QStringList{u"x"_s} << 200 << dataList({u"a"_s})
+        << QByteArray() << QString() << QStringList{} << u"m"_s << u"unknown"_s;
+    QTest::newRow("401 leaves a list as it was")
+        << AIProvider::openAI << QVariantMap{} << u"k"_s << QStringList{u"kept"_s} << 401 << QByteArray(R"({"error":{"message":"no"}})")
+        << QByteArray("/openai/v1/models") << bearer << QStringList{u"kept"_s} << u"gpt-4o-mini"_s << u"unknown"_s;
+    QTest::newRow("401 fills an empty list for anthropic")
+        << AIProvider::anthropic << QVariantMap{} << u"k"_s << QStringList{} << 401 << QByteArray()
+        << QByteArray("/anthropic/v1/models") << QString() << defaultModels(AIProvider::anthropic) << u"claude-haiku-4-5-20251001"_s << u"unknown"_s;
+    QTest::newRow("401 leaves custom empty")
+        << AIProvider::custom << custom << u"k"_s << QStringList{} << 401 << QByteArray()
+        << QByteArray("/c/v1/models") << bearer << QStringList{} << u"m"_s << u"unknown"_s;
+    QTest::newRow("200 that does not decode: built-in list for an empty one")
+        << AIProvider::grok << QVariantMap{} << u"k"_s << QStringList{} << 200 << QByteArray(R"({"data":[{"name":"x"}]})")
+        << QByteArray("/xai/v1/models") << bearer << grokDefaults << u"grok-3-mini"_s << u"unknown"_s;
+    QTest::newRow("empty list from the server is kept, model too")
+        << AIProvider::grok << QVariantMap{} << u"k"_s << grokDefaults << 200 << dataList({})
+        << QByteArray("/xai/v1/models") << bearer << QStringList{} << u"grok-3-mini"_s << u"unknown"_s;
+    // clang-format on
+}
+
+void TestAIModels::refresh()
+{
+    QFETCH(AIProvider, provider);
+    QFETCH(QVariantMap, properties);
+    QFETCH(QString, key);
+    QFETCH(QStringList, before);
+    QFETCH(int, status);
+    QFETCH(QByteArray, body);
+    QFETCH(QByteArray, path);
+    QFETCH(QString, authorization);
+    QFETCH(QStringList, models);
+    QFETCH(QString, model);
+    QFETCH(QString, ollamaDetected);
+
+    m_server.setReply({status, body});
+    AIHarness h(m_server);
+    AIService& s = h.start();
+    s.setProvider(provider);
+    for (auto it = properties.cbegin(); it != properties.cend(); ++it)
+        QVERIFY(s.setProperty(it.key().toUtf8().constData(), it.value()));
+    s.setAvailableModels(before);
+    s.setModel(s.model()); // stored now, so the file shows whether a correction is stored too
+    if (!key.isEmpty())
+        h.setKey(provider, key);
+    QSignalSpy fetching(&s, &AIService::isFetchingModelsChanged);
+
+    h.refresh();
+    QCOMPARE(s.availableModels(), models);
+    QCOMPARE(s.model(), model);
+    QCOMPARE(detected(s.ollamaDetected()), ollamaDetected);
+    QCOMPARE(s.isFetchingModels(), false);
+    QCOMPARE(s.connectionStatus(), AIConnectionStatus{});
+    h.settings.sync();
+    QCOMPARE(QSettings(h.settings.fileName(), QSettings::IniFormat).value(u"ai_model"_s).toString(),
+             model);
+    if (path.isEmpty()) {
+        QVERIFY(m_server.requests().isEmpty());
+        QCOMPARE(fetching.size(), provider == AIProvider::ollama ? 2 : 0);
+        return;
+    }
+    QCOMPARE(fetching.size(), 2);
+    QCOMPARE(m_server.requests().size(), 1);
+    const RecordedRequest& request = m_server.requests().first();
+    QCOMPARE(request.method, QByteArray("GET"));
+    QCOMPARE(request.path, path);
+    QCOMPARE(QString::fromUtf8(request.header("Authorization").value_or(QByteArray())),
+             authorization);
+    const bool publicAnthropic = provider == AIProvider::anthropic && authorization.isEmpty();
+    QCOMPARE(request.header("x-api-key").value_or(QByteArray()),
+             publicAnthropic ? QByteArray("k") : QByteArray());
+    QCOMPARE(request.header("anthropic-version").value_or(QByteArray()),
+             publicAnthropic ? QByteArray("2023-06-01") : QByteArray());
+}
+
+void TestAIModels::oneRefreshAtATime()
+{
+    m_server.setReply({200, dataList({u"gpt-4o"_s}), 300ms});
+    AIHarness h(m_server);
+    AIService& s = h.start();
+    h.setKey(AIProvider::openAI, u"k"_s);
+    QSignalSpy fetching(&s, &AIService::isFetchingModelsChanged);
+    QSignalSpy done(&s, &AIService::modelsRefreshed);
+    s.refreshModels();
+    s.refreshModels();
+    QVERIFY(fetching.wait(5000));
+    QCOMPARE(s.isFetchingModels(), true);
+    s.refreshModels();
+    QVERIFY(done.wait(5000));
+    QTest::qWait(400); // room for a second request that must not come
+    QCOMPARE(m_server.requests().size(), 1);
+    QCOMPARE(done.size(), 1);
+    QCOMPARE(fetching.size(), 2);
+    QCOMPARE(s.availableModels(), QStringList{u"gpt-4o"_s});
+}
+
+void TestAIModels::refreshTimeLimits_data()
+{
+    QTest::addColumn<AIProvider>("provider");
+    QTest::addColumn<QStringList>("models");
+    QTest::addColumn<QString>("ollamaDetected");
+
+    QTest::newRow("model list") << AIProvider::openAI << defaultModels(AIProvider::openAI)
+                                << u"unknown"_s;
+    QTest::newRow("ollama tags") << AIProvider::ollama << QStringList{} << u"false"_s;
+}
+
+void TestAIModels::refreshTimeLimits()
+{
+    QFETCH(AIProvider, provider);
+    QFETCH(QStringList, models);
+    QFETCH(QString, ollamaDetected);
+
+    m_server.setReply({200, ollamaList({u"late"_s}), 3000ms});
+    AIHarness h(m_server);
+    // Each kind of request has its own limit: the other one is long enough to fail the test.
+    h.limits.modelList = provider == AIProvider::ollama ? 10s : 300ms;
+    h.limits.ollamaTags = provider == AIProvider::ollama ? 300ms : 10s;
+    AIService& s = h.start();
+    s.setProvider(provider);
+    s.setOllamaPort(m_server.port());
+    s.setAvailableModels({});
+    h.setKey(provider, u"k"_s);
+    QElapsedTimer clock;
+    clock.start();
+    h.refresh();
+    QVERIFY(clock.elapsed() < 2500);
+    QCOMPARE(s.availableModels(), models);
+    QCOMPARE(detected(s.ollamaDetected()), ollamaDetected);
+}
+
+void TestAIModels::providerSwitchedDuringRefresh()
+{
+    m_server.setReply({200, dataList({u"grok-3"_s, u"grok-4"_s}), 200ms});
+    AIHarness h(m_server);
+    AIService& s = h.start();
+    s.setProvider(AIProvider::grok);
+    h.setKey(AIProvider::grok, u"k"_s);
+    QSignalSpy done(&s, &AIService::modelsRefreshed);
+    s.refreshModels();
+    QTRY_COMPARE(m_server.requests().size(), 1);
+    s.setProvider(AIProvider::custom);
+    QVERIFY(done.wait(5000));
+    // The finished refresh still writes its list, corrected against the refresh's provider.
+    QCOMPARE(s.availableModels(), (QStringList{u"grok-3"_s, u"grok-4"_s}));
+    QCOMPARE(s.model(), u"grok-3"_s);
+}
+
+void TestAIModels::connectionTest_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<AIConnectionStatus>("expected");
+
+    QTest::newRow("any reply counts")
+        << u"k"_s << 200 << openAIReply(u" Ready.\\n"_s) << AIConnectionStatus::ok(u"Ready."_s);
+    QTest::newRow("no key") << QString() << 200 << openAIReply(u"x"_s)
+                            << AIConnectionStatus::error(u"API key not set"_s);
+    QTest::newRow("api error") << u"k"_s << 500 << QByteArray()
+                               << AIConnectionStatus::error(u"API error 500"_s);
+    QTest::newRow("undecodable reply")
+        << u"k"_s << 200 << QByteArray("[]")
+        << AIConnectionStatus::error(u"The reply could not be read: not a JSON object"_s);
+}
+
+void TestAIModels::connectionTest()
+{
+    QFETCH(QString, key);
+    QFETCH(int, status);
+    QFETCH(QByteArray, body);
+    QFETCH(AIConnectionStatus, expected);
+
+    m_server.setReply({status, body});
+    AIHarness h(m_server);
+    AIService& s = h.start();
+    if (!key.isEmpty())
+        h.setKey(AIProvider::openAI, key);
+    QList<AIConnectionStatus> seen;
+    connect(&s, &AIService::connectionStatusChanged, this,
+            [&] { seen.append(s.connectionStatus()); });
+    s.testConnection();
+    QTRY_COMPARE_WITH_TIMEOUT(seen.size(), 2, 10000);
+    QCOMPARE(seen.first().kind, AIConnectionStatus::Kind::testing);
+    QCOMPARE(seen.last(), expected);
+    QCOMPARE(m_server.requests().size(), key.isEmpty() ? 0 : 1);
+    if (!key.isEmpty())
+        QVERIFY(m_server.requests().first().body.contains(
+            "{\"role\":\"user\",\"content\":\"Reply with only the single word: ready\"}"));
+}
+
+QTEST_GUILESS_MAIN(TestAIModels)
+#include "tst_aimodels.moc"

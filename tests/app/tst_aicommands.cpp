@@ -1,0 +1,355 @@
+#include "HttpTestServer.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+#include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
+
+Q_DECLARE_METATYPE(CannedReply)
+
+namespace {
+
+struct Run {
+    int exitCode = -1;
+    QString out;
+    QString err;
+    // The last line on stderr: the secret store may say before it where keys are kept.
+    QString lastErrLine() const { return err.trimmed().split(u'\n').last(); }
+};
+
+QByteArray chatReply(const QByteArray& content)
+{
+    return R"({"choices":[{"message":{"role":"assistant","content":")" + content + R"("}}]})";
+}
+
+QByteArray readFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
+
+class TestAiCommands : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void config_data();
+    void config();
+    void providerSwitch();
+    void keyCompleteAndClear();
+    void completeFailures_data();
+    void completeFailures();
+    void enterpriseWireFormat();
+    void models_data();
+    void models();
+    void connectionTest_data();
+    void connectionTest();
+    void emptyKeyRefused();
+    void realSecretService();
+
+private:
+    // Runs scrivlane without blocking this thread's event loop, which serves m_server.
+    Run scrivlane(const QStringList& arguments, const QByteArray& input = {},
+                  const QString& program = QStringLiteral(SCRIVLANE_EXECUTABLE));
+    void setUp(const QList<QStringList>& commands);
+
+    HttpTestServer m_server;
+    std::unique_ptr<QTemporaryDir> m_home;
+    QProcessEnvironment m_env;
+};
+
+Run TestAiCommands::scrivlane(const QStringList& arguments, const QByteArray& input,
+                              const QString& program)
+{
+    QProcess process;
+    process.setProcessEnvironment(m_env);
+    QSignalSpy finished(&process, &QProcess::finished);
+    process.start(program, arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    if (!finished.wait(30000) || process.exitStatus() != QProcess::NormalExit)
+        return {};
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+}
+
+void TestAiCommands::setUp(const QList<QStringList>& commands)
+{
+    for (const QStringList& command : commands) {
+        const Run r = scrivlane(command);
+        QVERIFY2(r.exitCode == 0, qPrintable(command.join(u' ') + u": "_s + r.err));
+    }
+}
+
+void TestAiCommands::initTestCase()
+{
+    QVERIFY(m_server.listen());
+}
+
+void TestAiCommands::init()
+{
+    m_home = std::make_unique<QTemporaryDir>();
+    m_env = QProcessEnvironment::systemEnvironment();
+    m_env.insert(u"SCRIVLANE_HOME"_s, m_home->path());
+    m_env.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"disabled:"_s);
+    m_server.clearRequests();
+    m_server.setReply({200, chatReply("Hi!")});
+}
+
+void TestAiCommands::config_data()
+{
+    QTest::addColumn<QList<QStringList>>("before");
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("out");
+
+    using L = QList<QStringList>;
+    const auto set = [](const QString& key, const QString& value) {
+        return QStringList{u"config"_s, u"set"_s, key, value};
+    };
+    const auto get = [](const QString& key) { return QStringList{u"config"_s, u"get"_s, key}; };
+
+    // clang-format off
+    QTest::newRow("switch default") << L{} << get(u"tw_expansionEnabled"_s) << 0 << u"true\n"_s;
+    QTest::newRow("number default") << L{} << get(u"tw_soundVolume"_s) << 0 << u"0.8\n"_s;
+    QTest::newRow("string default") << L{} << get(u"tw_selectedSound"_s) << 0 << u"Tink\n"_s;
+    QTest::newRow("no default, not set") << L{} << get(u"tw_customSoundPath"_s) << 1 << QString();
+    QTest::newRow("ai defaults follow the provider") << L{} << get(u"ai_base_url"_s) << 0 << u"https://api.openai.com/v1\n"_s;
+    QTest::newRow("ai temperature default") << L{} << get(u"ai_temperature"_s) << 0 << u"0.7\n"_s;
+    QTest::newRow("switch") << L{set(u"tw_soundEnabled"_s, u"false"_s)} << get(u"tw_soundEnabled"_s) << 0 << u"false\n"_s;
+    QTest::newRow("number") << L{set(u"tw_soundVolume"_s, u"0.25"_s)} << get(u"tw_soundVolume"_s) << 0 << u"0.25\n"_s;
+    QTest::newRow("integer") << L{set(u"ai_max_tokens"_s, u"2048"_s)} << get(u"ai_max_tokens"_s) << 0 << u"2048\n"_s;
+    QTest::newRow("text with spaces") << L{set(u"ai_system_prompt"_s, u"Be brief, please."_s)} << get(u"ai_system_prompt"_s) << 0 << u"Be brief, please.\n"_s;
+    QTest::newRow("date") << L{set(u"tw_lastBackupDate"_s, u"2026-01-02T04:04:05+01:00"_s)} << get(u"tw_lastBackupDate"_s) << 0 << u"2026-01-02T03:04:05.000Z\n"_s;
+    QTest::newRow("beta channel") << L{set(u"betaUpdatesEnabled"_s, u"true"_s)} << get(u"betaUpdatesEnabled"_s) << 0 << u"true\n"_s;
+    QTest::newRow("raw provider: model default follows") << L{set(u"ai_provider"_s, u"anthropic"_s)} << get(u"ai_model"_s) << 0 << u"claude-haiku-4-5-20251001\n"_s;
+    QTest::newRow("unknown key, get") << L{} << get(u"tw_nope"_s) << 2 << QString();
+    QTest::newRow("unknown key, set") << L{} << set(u"ai_api_key"_s, u"x"_s) << 2 << QString();
+    QTest::newRow("not a switch") << L{} << set(u"tw_soundEnabled"_s, u"yes"_s) << 2 << QString();
+    QTest::newRow("not a number") << L{} << set(u"ai_temperature"_s, u"warm"_s) << 2 << QString();
+    QTest::newRow("not a whole number") << L{} << set(u"ai_ollama_port"_s, u"80.5"_s) << 2 << QString();
+    QTest::newRow("not a provider") << L{} << set(u"ai_provider"_s, u"gemini"_s) << 2 << QString();
+    QTest::newRow("not a date") << L{} << set(u"tw_lastBackupDate"_s, u"yesterday"_s) << 2 << QString();
+    QTest::newRow("value missing") << L{} << QStringList{u"config"_s, u"set"_s, u"ai_model"_s} << 2 << QString();
+    QTest::newRow("unknown action") << L{} << QStringList{u"config"_s, u"list"_s, u"x"_s} << 2 << QString();
+    // clang-format on
+}
+
+void TestAiCommands::config()
+{
+    QFETCH(QList<QStringList>, before);
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QString, out);
+
+    setUp(before);
+    const Run r = scrivlane(arguments);
+    QCOMPARE(r.exitCode, exitCode);
+    QCOMPARE(r.out, out);
+    QCOMPARE(r.err.isEmpty(), exitCode == 0);
+}
+
+void TestAiCommands::providerSwitch()
+{
+    setUp({{u"config"_s, u"set"_s, u"ai_model"_s, u"gpt-custom"_s},
+           {u"ai"_s, u"provider"_s, u"grok"_s}});
+    QCOMPARE(scrivlane({u"ai"_s, u"provider"_s}).out, u"grok\n"_s);
+    QCOMPARE(scrivlane({u"config"_s, u"get"_s, u"ai_model"_s}).out, u"grok-3-mini\n"_s);
+    QCOMPARE(scrivlane({u"config"_s, u"get"_s, u"ai_base_url"_s}).out, u"https://api.x.ai/v1\n"_s);
+    QCOMPARE(scrivlane({u"ai"_s, u"provider"_s, u"gemini"_s}).exitCode, 2);
+    QCOMPARE(scrivlane({u"ai"_s, u"provider"_s}).out, u"grok\n"_s);
+}
+
+void TestAiCommands::keyCompleteAndClear()
+{
+    setUp({{u"ai"_s, u"provider"_s, u"custom"_s},
+           {u"config"_s, u"set"_s, u"ai_base_url"_s, m_server.baseUrl() + u"/v1/"_s},
+           {u"config"_s, u"set"_s, u"ai_model"_s, u"m-1"_s}});
+    const Run saved = scrivlane({u"ai"_s, u"key"_s, u"set"_s}, " sk-cli-1 \nsecond line\n");
+    QCOMPARE(saved.exitCode, 0);
+    QVERIFY(!saved.out.contains(u"sk-cli"_s) && !saved.err.contains(u"sk-cli"_s));
+
+    const QString secrets = m_home->filePath(u"data/secrets.json"_s);
+    struct stat info {};
+    QCOMPARE(::stat(QFile::encodeName(secrets).constData(), &info), 0);
+    QCOMPARE(info.st_mode & 0777, 0600u);
+    QVERIFY(readFile(secrets).contains(R"("ai_api_key_custom":"sk-cli-1")"));
+    QVERIFY(!readFile(m_home->filePath(u"config/settings.ini"_s)).contains("sk-cli"));
+
+    const Run reply = scrivlane({u"ai"_s, u"complete"_s, u" Say hi "_s});
+    QCOMPARE(reply.exitCode, 0);
+    QCOMPARE(reply.out, u"Hi!\n"_s);
+    QCOMPARE(m_server.requests().size(), 1);
+    const RecordedRequest& request = m_server.requests().first();
+    QCOMPARE(request.path, QByteArray("/v1/chat/completions"));
+    QCOMPARE(request.header("Authorization"), QByteArray("Bearer sk-cli-1"));
+    QVERIFY(request.body.startsWith(R"({"model":"m-1","messages":[{"role":"system")"));
+    QVERIFY(request.body.contains(R"({"role":"user","content":" Say hi "})"));
+
+    QCOMPARE(scrivlane({u"ai"_s, u"key"_s, u"clear"_s}).exitCode, 0);
+    QVERIFY(!readFile(secrets).contains("sk-cli-1"));
+    const Run noKey = scrivlane({u"ai"_s, u"complete"_s, u"x"_s});
+    QCOMPARE(noKey.exitCode, 1);
+    QCOMPARE(noKey.out, QString());
+    QCOMPARE(noKey.lastErrLine(), u"API key not set"_s);
+    QCOMPARE(m_server.requests().size(), 1);
+}
+
+void TestAiCommands::completeFailures_data()
+{
+    QTest::addColumn<CannedReply>("reply");
+    QTest::addColumn<QString>("error");
+
+    QTest::newRow("api error") << CannedReply{401, R"({"error":{"message":"Invalid key"}})"}
+                               << u"API error 401: Invalid key"_s;
+    QTest::newRow("empty") << CannedReply{200, R"({"choices":[]})"}
+                           << u"Empty response from model"_s;
+}
+
+void TestAiCommands::completeFailures()
+{
+    QFETCH(CannedReply, reply);
+    QFETCH(QString, error);
+
+    m_server.setReply(reply);
+    setUp({{u"ai"_s, u"provider"_s, u"custom"_s},
+           {u"config"_s, u"set"_s, u"ai_base_url"_s, m_server.baseUrl()}});
+    QCOMPARE(scrivlane({u"ai"_s, u"key"_s, u"set"_s}, "k\n").exitCode, 0);
+    const Run r = scrivlane({u"ai"_s, u"complete"_s, u"x"_s});
+    QCOMPARE(r.exitCode, 1);
+    QCOMPARE(r.out, QString());
+    QCOMPARE(r.lastErrLine(), error);
+}
+
+void TestAiCommands::enterpriseWireFormat()
+{
+    m_server.setReply({200, R"({"content":[{"type":"text","text":"Hello"}]})"});
+    setUp(
+        {{u"ai"_s, u"provider"_s, u"anthropic"_s},
+         {u"config"_s, u"set"_s, u"ai_anthropic_enterprise_url"_s, m_server.baseUrl() + u"/ent/"_s},
+         {u"config"_s, u"set"_s, u"ai_anthropic_enterprise_endpoint"_s, u"bedrock_invoke"_s}});
+    QCOMPARE(scrivlane({u"ai"_s, u"key"_s, u"set"_s}, "ent-key\n").exitCode, 0);
+    const Run r = scrivlane({u"ai"_s, u"complete"_s, u"x"_s});
+    QCOMPARE(r.out, u"Hello\n"_s);
+    QCOMPARE(m_server.requests().size(), 1);
+    const RecordedRequest& request = m_server.requests().first();
+    QCOMPARE(request.path, QByteArray("/ent/model/claude-haiku-4-5-20251001/invoke"));
+    QCOMPARE(request.header("Authorization"), QByteArray("Bearer ent-key"));
+    QVERIFY(
+        request.body.startsWith(R"({"anthropic_version":"bedrock-2023-05-31","max_tokens":1024,)"));
+}
+
+void TestAiCommands::models_data()
+{
+    QTest::addColumn<QString>("provider");
+    QTest::addColumn<bool>("listening");
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QString>("out");
+
+    QTest::newRow("custom")
+        << u"custom"_s << true << QByteArray(R"({"data":[{"id":"b"},{"id":"tts-1"},{"id":"a"}]})")
+        << uR"({"model":"a","availableModels":["a","b"],"ollamaDetected":null})"_s;
+    QTest::newRow("ollama running")
+        << u"ollama"_s << true << QByteArray(R"({"models":[{"name":"qwen"},{"name":"llama3.2"}]})")
+        << uR"({"model":"llama3.2","availableModels":["qwen","llama3.2"],"ollamaDetected":true})"_s;
+    QTest::newRow("ollama not running")
+        << u"ollama"_s << false << QByteArray()
+        << uR"({"model":"llama3.2","availableModels":[],"ollamaDetected":false})"_s;
+}
+
+void TestAiCommands::models()
+{
+    QFETCH(QString, provider);
+    QFETCH(bool, listening);
+    QFETCH(QByteArray, body);
+    QFETCH(QString, out);
+
+    m_server.setReply({200, body});
+    const quint16 port = listening ? m_server.port() : HttpTestServer::unusedPort();
+    setUp({{u"ai"_s, u"provider"_s, provider},
+           {u"config"_s, u"set"_s, u"ai_base_url"_s, m_server.baseUrl()},
+           {u"config"_s, u"set"_s, u"ai_ollama_port"_s, QString::number(port)}});
+    if (provider == u"custom"_s)
+        QCOMPARE(scrivlane({u"ai"_s, u"key"_s, u"set"_s}, "k\n").exitCode, 0);
+    const Run r = scrivlane({u"ai"_s, u"models"_s});
+    QCOMPARE(r.exitCode, 0);
+    QCOMPARE(r.out, out + u"\n"_s);
+}
+
+void TestAiCommands::connectionTest_data()
+{
+    QTest::addColumn<CannedReply>("reply");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("line");
+
+    QTest::newRow("ok") << CannedReply{200, chatReply(" Ready.\\n")} << 0 << u"ok: Ready."_s;
+    QTest::newRow("error") << CannedReply{500, {}} << 1 << u"error: API error 500"_s;
+}
+
+void TestAiCommands::connectionTest()
+{
+    QFETCH(CannedReply, reply);
+    QFETCH(int, exitCode);
+    QFETCH(QString, line);
+
+    m_server.setReply(reply);
+    setUp({{u"ai"_s, u"provider"_s, u"custom"_s},
+           {u"config"_s, u"set"_s, u"ai_base_url"_s, m_server.baseUrl()}});
+    QCOMPARE(scrivlane({u"ai"_s, u"key"_s, u"set"_s}, "k\n").exitCode, 0);
+    const Run r = scrivlane({u"ai"_s, u"test"_s});
+    QCOMPARE(r.exitCode, exitCode);
+    QCOMPARE(exitCode == 0 ? r.out.trimmed() : r.lastErrLine(), line);
+    QVERIFY(m_server.requests().value(0).body.contains("Reply with only the single word: ready"));
+}
+
+void TestAiCommands::emptyKeyRefused()
+{
+    QCOMPARE(scrivlane({u"ai"_s, u"key"_s, u"set"_s}, "\n").exitCode, 2);
+    QVERIFY(!QFile::exists(m_home->filePath(u"data/secrets.json"_s)));
+}
+
+void TestAiCommands::realSecretService()
+{
+    const QString dbusRunSession = QStandardPaths::findExecutable(u"dbus-run-session"_s);
+    const QString keyringDaemon = QStandardPaths::findExecutable(u"gnome-keyring-daemon"_s);
+    if (dbusRunSession.isEmpty() || keyringDaemon.isEmpty())
+        QSKIP("needs dbus-run-session and gnome-keyring-daemon (scripts/setup installs them)");
+
+    setUp({{u"ai"_s, u"provider"_s, u"custom"_s},
+           {u"config"_s, u"set"_s, u"ai_base_url"_s, m_server.baseUrl()}});
+    // A private session bus with an unlocked keyring in a home of its own.
+    QTemporaryDir sessionHome;
+    const QString runtime = sessionHome.filePath(u"run"_s);
+    QVERIFY(QDir().mkpath(runtime));
+    QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    m_env.remove(u"DBUS_SESSION_BUS_ADDRESS"_s);
+    m_env.insert(u"HOME"_s, sessionHome.path());
+    m_env.insert(u"XDG_RUNTIME_DIR"_s, runtime);
+    m_env.insert(u"SCRIVLANE"_s, QStringLiteral(SCRIVLANE_EXECUTABLE));
+    const QString script =
+        uR"sh(eval "$(printf pw | gnome-keyring-daemon --unlock --components=secrets)" >/dev/null
+printf 'sk-ring\n' | "$SCRIVLANE" ai key set || exit 10
+"$SCRIVLANE" ai complete hi || exit 11
+"$SCRIVLANE" ai key clear || exit 12
+"$SCRIVLANE" ai complete hi 2>&1 && exit 13
+exit 0)sh"_s;
+    const Run r = scrivlane({u"--"_s, u"sh"_s, u"-c"_s, script}, {}, dbusRunSession);
+    QVERIFY2(r.exitCode == 0, qPrintable(r.out + r.err));
+    QVERIFY(r.out.contains(u"Hi!\n"_s));
+    QVERIFY(r.out.contains(u"API key not set"_s)); // cleared from the keyring
+    QVERIFY(!r.err.contains(u"No Secret Service"_s));
+    QCOMPARE(m_server.requests().size(), 1);
+    QCOMPARE(m_server.requests().first().header("Authorization"), QByteArray("Bearer sk-ring"));
+    QVERIFY(!QFile::exists(m_home->filePath(u"data/secrets.json"_s)));
+}
+
+QTEST_GUILESS_MAIN(TestAiCommands)
+#include "tst_aicommands.moc"

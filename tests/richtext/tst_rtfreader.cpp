@@ -1,0 +1,249 @@
+#include "PlainCharacters.h"
+#include "RichTextTestSupport.h"
+#include "RtfReader.h"
+#include "RtfWriter.h"
+
+#include <QDir>
+#include <QGuiApplication>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using namespace RichTest;
+
+namespace {
+
+using Probes = QList<std::pair<QString, QString>>; // text in the document, its attributes
+
+QString alignments(const QTextDocument& doc)
+{
+    QString marks;
+    for (QTextBlock block = doc.begin(); block.isValid(); block = block.next())
+        marks += alignmentMark(block.blockFormat().alignment());
+    return marks;
+}
+
+QByteArray repeated(const char* s, int n)
+{
+    return QByteArray(s).repeated(n);
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Probes)
+
+class TestRtfReader : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void fixtures_data();
+    void fixtures();
+    void constructs_data();
+    void constructs();
+    void malformed_data();
+    void malformed();
+    void corpus();
+    void outputBound();
+};
+
+void TestRtfReader::fixtures_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("aligned");
+    QTest::addColumn<Probes>("probes");
+    // clang-format off
+    QTest::newRow("LibreOffice Writer") << u"libreoffice-writer.rtf"_s
+        << u"Plain bold italic underline strike all three\nred grey blue\nbig small mono\ncentred\nright\njustified\nVisit the site now.\n"
+           "Grüße, café, Zoë, ½ €, Ελληνικά, Кириллица, 日本語, e\u0301 \U0001F44D\U0001F3FD \U0001F469\u200D\U0001F4BB\nline one\nline two\n"_s
+        << u"<<<=>|<<<<"_s
+        << Probes{{u"Plain"_s, u""_s}, {u"bold"_s, u"b"_s}, {u"italic"_s, u"i"_s}, {u"underline"_s, u"u"_s}, {u"strike"_s, u"s"_s},
+                  {u"all three"_s, u"b i u"_s}, {u"red"_s, u"c=#ff0000"_s}, {u"grey"_s, u"c=#808080"_s}, {u"blue"_s, u"c=#1a5fb4"_s},
+                  {u"big"_s, u"z=18"_s}, {u"small"_s, u"z=8"_s}, {u"mono"_s, u"f=DejaVu Sans Mono"_s},
+                  {u"the site"_s, u"u c=#000080 a=https://example.com/a?b=c"_s}, {u" now."_s, u""_s}, {u"日本語"_s, u""_s}};
+    QTest::newRow("Word") << u"word.rtf"_s
+        << u"Hello bold italic double wavy struck dark red\nTimes 16\nSee the link. Grüß € \U0001F60A Привет 日本\n"_s
+        << u"<=||"_s
+        << Probes{{u"Hello"_s, u"f=Calibri z=11"_s}, {u"bold"_s, u"b f=Calibri z=11"_s}, {u"italic"_s, u"i f=Calibri z=11"_s},
+                  {u"double"_s, u"u f=Calibri z=11"_s}, {u"wavy"_s, u"u f=Calibri z=11"_s}, {u"struck"_s, u"s f=Calibri z=11"_s},
+                  {u"dark red"_s, u"f=Calibri z=11 c=#c00000"_s}, {u"Times 16"_s, u"f=Times New Roman z=16"_s},
+                  {u"the link"_s, u"u f=Calibri z=11 c=#0563c1 a=https://example.com/word#part2"_s},
+                  {u"Привет"_s, u"f=Courier New Cyr z=11"_s}, {u"日本"_s, u"f=MS Mincho z=11"_s}};
+    QTest::newRow("WordPad") << u"wordpad.rtf"_s
+        << u"Plain bold italic underline strike red blue big\nПривет, мир!\ncentred\n€ right\n·\tbullet\nnext line\n"_s
+        << u"<<=><<"_s
+        << Probes{{u"Plain"_s, u"f=Calibri z=11"_s}, {u"bold"_s, u"b f=Calibri z=11"_s}, {u"strike"_s, u"s f=Calibri z=11"_s},
+                  {u"red"_s, u"f=Calibri z=11 c=#ff0000"_s}, {u"blue big"_s, u"f=Calibri z=14 c=#004dbb"_s},
+                  {u"Привет"_s, u"f=Calibri z=11"_s}, {u"мир"_s, u"b f=Calibri z=11"_s}, {u"·"_s, u"f=Symbol z=10"_s}};
+    QTest::newRow("TextEdit (Cocoa)") << u"cocoa-textedit.rtf"_s
+        << u"Dear {fill:Name},\n\nBold red and italic and underlined and struck and grey.\nCentred a link\ncafé € “quoted” \U0001F44D\U0001F3FD e\u0301"_s
+        << u"<<<=>"_s
+        << Probes{{u"Dear"_s, u"f=Helvetica z=12"_s}, {u"Bold red"_s, u"b f=Helvetica-Bold z=12 c=#fb0207"_s},
+                  {u"italic"_s, u"i f=Helvetica-Oblique z=12"_s}, {u"underlined"_s, u"u f=Helvetica z=12"_s},
+                  {u"struck"_s, u"s f=Helvetica z=12"_s}, {u"grey"_s, u"f=Helvetica z=12 c=#808080"_s},
+                  {u"a link"_s, u"u f=Helvetica z=12 c=#0000e9 a=https://example.com/cocoa"_s},
+                  {u"café € “quoted”"_s, u"f=Menlo-Regular z=14"_s}};
+    // clang-format on
+}
+
+void TestRtfReader::fixtures()
+{
+    QFETCH(QString, file);
+    QFETCH(QString, text);
+    QFETCH(QString, aligned);
+    QFETCH(Probes, probes);
+    const QByteArray rtf = readFile(QStringLiteral(SCRIVLANE_RTF_FIXTURES "/") + file);
+    QVERIFY(!rtf.isEmpty());
+    const std::unique_ptr<QTextDocument> doc = RtfReader::read(rtf);
+    QVERIFY(doc);
+    QCOMPARE(RichText::plainCharacters(*doc), text);
+    QCOMPARE(alignments(*doc), aligned);
+    for (const auto& [needle, attributes] : probes)
+        QCOMPARE(needle + u": "_s + attributesOf(*doc, needle), needle + u": "_s + attributes);
+}
+
+void TestRtfReader::constructs_data()
+{
+    QTest::addColumn<QByteArray>("rtf");
+    QTest::addColumn<QString>("expected");
+    // clang-format off
+    QTest::newRow("\\uc2 skips two escapes") << QByteArray(R"({\rtf1\uc2\u8364\'80\'80x})") << u"<[€x|]"_s;
+    QTest::newRow("\\uc0 skips nothing") << QByteArray(R"({\rtf1\uc0\u8364 x})") << u"<[€x|]"_s;
+    QTest::newRow("\\uc1 by default") << QByteArray(R"({\rtf1\u8364?x})") << u"<[€x|]"_s;
+    QTest::newRow("\\uc scoped to its group") << QByteArray(R"({\rtf1{\uc0\u233}\u233?x})") << u"<[ééx|]"_s;
+    QTest::newRow("skip ends at a group") << QByteArray(R"({\rtf1\uc3\u233{\b b}})") << u"<[é|][b|b]"_s;
+    QTest::newRow("negative \\u, surrogate pair") << QByteArray(R"({\rtf1\u-10179?\u-9139?})") << u"<[\U0001F44D|]"_s;
+    QTest::newRow("cp1251 document") << QByteArray(R"({\rtf1\ansi\ansicpg1251 \'cf\'f0})") << u"<[Пр|]"_s;
+    QTest::newRow("cp1252 0x80-0x9f") << QByteArray(R"({\rtf1\'80\'93\'94\'85})") << u"<[€“”…|]"_s;
+    QTest::newRow("font charset, double-byte") << QByteArray(R"({\rtf1{\fonttbl{\f1\fcharset128 MS Gothic;}}\f1\'93\'fa})") << u"<[日|f=MS Gothic]"_s;
+    QTest::newRow("font \\cpg") << QByteArray(R"({\rtf1{\fonttbl{\f1\fcharset0\cpg1253 G;}}\f1\'e1})") << u"<[α|f=G]"_s;
+    QTest::newRow("\\mac") << QByteArray(R"({\rtf1\mac\'8e})") << u"<[é|]"_s;
+    QTest::newRow("UTF-8 code page") << QByteArray(R"({\rtf1\ansicpg65001 \'c3\'a9})") << u"<[é|]"_s;
+    QTest::newRow("raw 8-bit text") << QByteArray("{\\rtf1 caf\xe9 }") << u"<[café |]"_s;
+    QTest::newRow("\\plain") << QByteArray(R"({\rtf1\b\i\fs30 a\plain b})") << u"<[a|b i z=15][b|]"_s;
+    QTest::newRow("groups restore") << QByteArray(R"({\rtf1 a{\b b{\i c}d}e})") << u"<[a|][b|b][c|b i][d|b][e|]"_s;
+    QTest::newRow("zero parameters") << QByteArray(R"({\rtf1\b\i\ul\strike a\b0\i0\ul0\strike0 b\ul c\ulnone d})") << u"<[a|b i u s][b|][c|u][d|]"_s;
+    QTest::newRow("underline kinds, not \\ulc") << QByteArray(R"({\rtf1{\uldb a}{\ulwave b}{\ulth c}{\ulc2 d}})") << u"<[abc|u][d|]"_s;
+    QTest::newRow("\\striked") << QByteArray(R"({\rtf1\striked1 a\striked0 b})") << u"<[a|s][b|]"_s;
+    QTest::newRow("colour table") << QByteArray(R"({\rtf1{\colortbl\red1\green2\blue3;;\red255\green0\blue0;}\cf0 a\cf1 b\cf2 c\cf9 d})") << u"<[a|c=#010203][b|][c|c=#ff0000][d|]"_s;
+    QTest::newRow("font sizes") << QByteArray(R"({\rtf1\fs21 a\fs b\fs0 c})") << u"<[a|z=10.5][b|z=12][c|]"_s;
+    QTest::newRow("alignment until \\pard") << QByteArray(R"({\rtf1\qc a\par b\par\pard c\par\qr\qj d})") << u"=[a|]\n=[b|]\n<[c|]\n|[d|]"_s;
+    QTest::newRow("alignment at \\par") << QByteArray(R"({\rtf1\qc a\qr\par b})") << u">[a|]\n>[b|]"_s;
+    QTest::newRow("breaks and symbols") << QByteArray(R"({\rtf1 a\line b\tab c\~d\_e\-f\emdash\endash\bullet\lquote\rquote\ldblquote\rdblquote})") << u"<[a<U+2028>b<U+0009>c<U+00a0>d\u2011ef—–•‘’“”|]"_s;
+    QTest::newRow("table cells") << QByteArray(R"({\rtf1\trowd a\cell b\cell\row c})") << u"<[a<U+0009>b<U+0009>|]\n<[c|]"_s;
+    QTest::newRow("escaped characters") << QByteArray(R"({\rtf1 \{a\}\\})") << u"<[{a}\\|]"_s;
+    QTest::newRow("backslash-newline is \\par") << QByteArray("{\\rtf1 a\\\nb}") << u"<[a|]\n<[b|]"_s;
+    QTest::newRow("line ends ignored") << QByteArray("{\\rtf1 a\r\nb}") << u"<[ab|]"_s;
+    QTest::newRow("skipped destinations") << QByteArray(R"({\rtf1{\*\unknown hidden}{\stylesheet{\s0 Normal;}}{\info{\title T}}{\header H}{\pict\bin3 }{{x}shown})") << u"<[shown|]"_s;
+    QTest::newRow("unknown words keep their text") << QByteArray(R"({\rtf1\foo a\bar12 b})") << u"<[ab|]"_s;
+    QTest::newRow("\\fldinst outside a field") << QByteArray(R"({\rtf1{\*\fldinst x}y})") << u"<[y|]"_s;
+    QTest::newRow("link with anchor and tooltip") << QByteArray(R"({\rtf1{\field{\*\fldinst HYPERLINK "http://x.example/" \\l "top" \\o "tip"}{\fldrslt link}}})") << u"<[link|a=http://x.example/#top]"_s;
+    QTest::newRow("link unquoted, formatted") << QByteArray(R"({\rtf1{\field{\*\fldinst{HYPERLINK http://y.example/}}{\fldrslt{\b go}}}})") << u"<[go|b a=http://y.example/]"_s;
+    QTest::newRow("link target as the writer can keep it") << QByteArray(R"({\rtf1{\field{\*\fldinst HYPERLINK a"b\'01c}{\fldrslt x}}})") << u"<[x|a=a%22bc]"_s;
+    QTest::newRow("other fields show their result") << QByteArray(R"({\rtf1{\field{\*\fldinst PAGE}{\fldrslt 3}} x})") << u"<[3 x|]"_s;
+    QTest::newRow("link ends with its field") << QByteArray(R"({\rtf1{\field{\*\fldinst HYPERLINK "h"}{\fldrslt a}}b})") << u"<[a|a=h][b|]"_s;
+    QTest::newRow("\\plain keeps the link") << QByteArray(R"({\rtf1{\field{\*\fldinst HYPERLINK "h"}{\fldrslt\b a\plain b}}})") << u"<[a|b a=h][b|a=h]"_s;
+    QTest::newRow("font table without groups") << QByteArray(R"({\rtf1{\fonttbl\f0\fswiss Helvetica;\f1\fnil Menlo;}\f1 a\f0 b\f7 c})") << u"<[a|f=Menlo][b|f=Helvetica][c|]"_s;
+    QTest::newRow("default font has no family") << QByteArray(R"({\rtf1\deff0{\fonttbl{\f0 Times;}}a\f0 b})") << u"<[a|][b|f=Times]"_s;
+    QTest::newRow("white space before the header") << QByteArray("\r\n {\\rtf1 a}") << u"<[a|]"_s;
+    QTest::newRow("\\bin in text") << QByteArray(R"({\rtf1 a\bin2 {}b})") << u"<[ab|]"_s;
+    QTest::newRow("non-text characters dropped") << QByteArray("{\\rtf1 a\x01\\uc0\\u0\\u8233\\u65532\\u64976 b}") << u"<[ab|]"_s;
+    // clang-format on
+}
+
+void TestRtfReader::constructs()
+{
+    QFETCH(QByteArray, rtf);
+    QFETCH(QString, expected);
+    const std::unique_ptr<QTextDocument> doc = RtfReader::read(rtf);
+    QVERIFY(doc);
+    QCOMPARE(dump(*doc), expected);
+}
+
+void TestRtfReader::malformed_data()
+{
+    QTest::addColumn<QByteArray>("rtf");
+    QTest::addColumn<QString>("expected"); // empty: nothing is read
+    const QByteArray hundredDigits = repeated("9", 100);
+    // clang-format off
+    QTest::newRow("not RTF") << QByteArray("hello") << QString();
+    QTest::newRow("empty") << QByteArray() << QString();
+    QTest::newRow("closing brace first") << QByteArray("}{\\rtf1 a}") << QString();
+    QTest::newRow("header only") << QByteArray("{\\rtf") << u"<"_s;
+    QTest::newRow("unterminated group") << QByteArray("{\\rtf1 {\\b bold") << u"<[bold|b]"_s;
+    QTest::newRow("500 nested groups") << QByteArray("{\\rtf1 " + repeated("{", 500) + "x" + repeated("}", 500) + "}") << u"<[x|]"_s;
+    QTest::newRow("100000 nested groups") << QByteArray("{\\rtf1 " + repeated("{", 100000) + "x") << QString();
+    QTest::newRow("huge \\fs") << QByteArray(R"({\rtf1\fs99999999999 a})") << u"<[a|z=1638]"_s;
+    QTest::newRow("negative \\fs") << QByteArray(R"({\rtf1\fs-5 a})") << u"<[a|]"_s;
+    QTest::newRow("huge \\u") << QByteArray(R"({\rtf1\u99999999999?a\u-99999?b})") << u"<[ab|]"_s;
+    QTest::newRow("100-digit parameters") << QByteArray("{\\rtf1\\fs" + hundredDigits + " a\\cf" + hundredDigits + " b\\uc" + hundredDigits + " c{\\u-" + hundredDigits + " d}\\f" + hundredDigits + " e}") << u"<[abce|z=1638]"_s;
+    QTest::newRow("100-letter control word") << QByteArray("{\\rtf1\\" + repeated("b", 100) + " a}") << u"<[a|]"_s;
+    QTest::newRow("truncated \\'h at the end") << QByteArray("{\\rtf1 a\\'4") << u"<[a|]"_s;
+    QTest::newRow("\\' without hex digits") << QByteArray(R"({\rtf1 a\'zzb\'4})") << u"<[azzb|]"_s;
+    QTest::newRow("backslash at the end") << QByteArray("{\\rtf1 a\\") << u"<[a|]"_s;
+    QTest::newRow("\\* at the end") << QByteArray("{\\rtf1 a{\\*") << u"<[a|]"_s;
+    QTest::newRow("\\bin past the end") << QByteArray("{\\rtf1 a\\bin999 xyz") << u"<[a|]"_s;
+    QTest::newRow("negative \\bin") << QByteArray(R"({\rtf1 a\bin-5 b})") << u"<[ab|]"_s;
+    QTest::newRow("text after the end") << QByteArray("{\\rtf1 a}b}c") << u"<[a|]"_s;
+    QTest::newRow("NUL bytes") << QByteArray("{\\rtf1 a\0b}", 11) << u"<[ab|]"_s;
+    QTest::newRow("\\uc skip past the end") << QByteArray("{\\rtf1 \\uc5\\u233") << u"<[é|]"_s;
+    QTest::newRow("unterminated field") << QByteArray(R"({\rtf1{\field{\*\fldinst HYPERLINK "x)") << u"<"_s;
+    QTest::newRow("link result without instruction") << QByteArray(R"({\rtf1{\field{\fldrslt a}}})") << u"<[a|]"_s;
+    QTest::newRow("colour components out of range") << QByteArray(R"({\rtf1{\colortbl;\red999\green-4\blue256;}\cf1 a})") << u"<[a|c=#ff00ff]"_s;
+    QTest::newRow("font table entries without names") << QByteArray(R"({\rtf1{\fonttbl{\f1;}\f2\f3}\f1 a\f3 b})") << u"<[ab|]"_s;
+    // clang-format on
+}
+
+void TestRtfReader::malformed()
+{
+    QFETCH(QByteArray, rtf);
+    QFETCH(QString, expected);
+    const std::unique_ptr<QTextDocument> doc = RtfReader::read(rtf);
+    if (expected.isEmpty()) {
+        QVERIFY(!doc);
+        return;
+    }
+    QVERIFY(doc);
+    QCOMPARE(dump(*doc), expected);
+}
+
+// Every file the fuzzer starts from, and the fixtures: whatever reads must write, and what is
+// written must read back to the same bytes when written again.
+void TestRtfReader::corpus()
+{
+    QStringList files;
+    for (const char* dir : {SCRIVLANE_RTF_CORPUS, SCRIVLANE_RTF_FIXTURES}) {
+        const QDir d(QString::fromUtf8(dir));
+        for (const QString& name : d.entryList(QDir::Files, QDir::Name))
+            files << d.filePath(name);
+    }
+    QVERIFY(files.size() >= 10);
+    for (const QString& file : files) {
+        const std::unique_ptr<QTextDocument> doc = RtfReader::read(readFile(file));
+        if (!doc)
+            continue;
+        const std::optional<QByteArray> once = RtfWriter::write(*doc);
+        QVERIFY2(once, qPrintable(file));
+        const std::unique_ptr<QTextDocument> back = RtfReader::read(*once);
+        QVERIFY2(back, qPrintable(file));
+        QCOMPARE(dump(*back), dump(*doc));
+        QCOMPARE(RtfWriter::write(*back), once);
+    }
+}
+
+// A small input cannot make a large document: more text than the bound reads as nothing, and
+// the writer refuses what the reader would refuse.
+void TestRtfReader::outputBound()
+{
+    const QByteArray text(RtfReader::maxCharacters, 'a');
+    QVERIFY(
+        RtfReader::read(QByteArray("{\\rtf1 " + text.left(RtfReader::maxCharacters - 1) + "}")));
+    QVERIFY(!RtfReader::read(QByteArray("{\\rtf1 " + text + "b}")));
+    QVERIFY(!RtfReader::read(
+        QByteArray("{\\rtf1 " + repeated("\\par ", int(RtfReader::maxPieces) + 1) + "}")));
+
+    QTextDocument doc;
+    doc.setPlainText(QString::fromLatin1(text) + u"b"_s);
+    QVERIFY(!RtfWriter::write(doc));
+}
+
+QTEST_MAIN(TestRtfReader)
+#include "tst_rtfreader.moc"
