@@ -1,0 +1,22 @@
+#pragma once
+
+#include "KeyInjector.h"
+
+#include <QHash>
+#include <QString>
+
+// Which paste shortcut a window class wants: Ctrl+V unless the built-in table or the user's
+// additions ("Class=ctrl+shift+v" entries) say otherwise. Classes compare case-insensitively.
+class PasteShortcuts {
+public:
+    PasteShortcuts();
+
+    PasteShortcut forWindowClass(const QString& windowClass) const;
+    // Adds or overrides entries from the preferences; returns the entries it could not read.
+    QStringList addUserEntries(const QStringList& entries);
+    // Whether applications of this class paste the primary selection (so it must hold the text).
+    bool pastesPrimary(const QString& windowClass) const;
+
+private:
+    QHash<QString, PasteShortcut> m_table;
+};

@@ -1,0 +1,229 @@
+#include "X11KeyInjector.h"
+
+#include <QByteArray>
+#include <QThread>
+#include <mutex>
+#include <unistd.h>
+
+// X11 last: its macros clash with Qt's headers.
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+
+struct X11KeyInjector::Connection {
+    Display* display = nullptr;
+    bool hasXTest = false;
+    // The frontmost check runs on the keyboard monitor's thread, the keys on the main thread.
+    mutable std::mutex lock;
+
+    ~Connection()
+    {
+        if (display)
+            XCloseDisplay(display);
+    }
+
+    void tap(KeySym symbol, std::initializer_list<KeySym> modifiers = {})
+    {
+        for (KeySym m : modifiers)
+            XTestFakeKeyEvent(display, XKeysymToKeycode(display, m), True, CurrentTime);
+        const KeyCode code = XKeysymToKeycode(display, symbol);
+        XTestFakeKeyEvent(display, code, True, CurrentTime);
+        XTestFakeKeyEvent(display, code, False, CurrentTime);
+        for (auto m = std::rbegin(modifiers); m != std::rend(modifiers); ++m)
+            XTestFakeKeyEvent(display, XKeysymToKeycode(display, *m), False, CurrentTime);
+    }
+
+    Window activeWindow() const
+    {
+        const Window root = DefaultRootWindow(display);
+        const Atom active = XInternAtom(display, "_NET_ACTIVE_WINDOW", True);
+        if (active != 0) {
+            Atom type = 0;
+            int format = 0;
+            unsigned long count = 0, after = 0;
+            unsigned char* data = nullptr;
+            if (XGetWindowProperty(display, root, active, 0, 1, False, XA_WINDOW, &type, &format,
+                                   &count, &after, &data) == Success &&
+                data) {
+                const Window window = count == 1 ? *reinterpret_cast<Window*>(data) : 0;
+                XFree(data);
+                if (window)
+                    return window;
+            }
+        }
+        // No window manager: the window holding the input focus, up to its top level.
+        Window focus = 0;
+        int revert = 0;
+        XGetInputFocus(display, &focus, &revert);
+        if (focus == PointerRoot || focus == 0)
+            return 0;
+        return topLevel(focus);
+    }
+
+    Window topLevel(Window window) const
+    {
+        const Window root = DefaultRootWindow(display);
+        for (;;) {
+            Window rootReturn = 0, parent = 0;
+            Window* children = nullptr;
+            unsigned int count = 0;
+            if (!XQueryTree(display, window, &rootReturn, &parent, &children, &count))
+                return window;
+            if (children)
+                XFree(children);
+            if (parent == root || parent == 0)
+                return window;
+            window = parent;
+        }
+    }
+
+    // WM_CLASS may sit on the top level or on the client window below a frame.
+    QString windowClass(Window window) const
+    {
+        XClassHint hint{};
+        if (XGetClassHint(display, window, &hint)) {
+            const QString name = QString::fromLocal8Bit(hint.res_class);
+            XFree(hint.res_name);
+            XFree(hint.res_class);
+            return name;
+        }
+        return QString();
+    }
+
+    qint64 windowPid(Window window) const
+    {
+        const Atom pidAtom = XInternAtom(display, "_NET_WM_PID", True);
+        if (pidAtom == 0)
+            return 0;
+        Atom type = 0;
+        int format = 0;
+        unsigned long count = 0, after = 0;
+        unsigned char* data = nullptr;
+        qint64 pid = 0;
+        if (XGetWindowProperty(display, window, pidAtom, 0, 1, False, XA_CARDINAL, &type, &format,
+                               &count, &after, &data) == Success &&
+            data) {
+            if (count == 1 && format == 32)
+                pid = qint64(*reinterpret_cast<unsigned long*>(data));
+            XFree(data);
+        }
+        return pid;
+    }
+};
+
+X11KeyInjector::X11KeyInjector() : m_connection(std::make_unique<Connection>())
+{
+    m_connection->display = XOpenDisplay(nullptr);
+    if (!m_connection->display)
+        return;
+    int event = 0, error = 0, major = 0, minor = 0;
+    m_connection->hasXTest =
+        XTestQueryExtension(m_connection->display, &event, &error, &major, &minor);
+}
+
+X11KeyInjector::~X11KeyInjector() = default;
+
+bool X11KeyInjector::isAvailable() const
+{
+    return m_connection->display && m_connection->hasXTest;
+}
+
+bool X11KeyInjector::waitForModifiersReleased(std::chrono::milliseconds limit)
+{
+    if (!isAvailable())
+        return false;
+    Display* d = m_connection->display;
+    const KeySym modifiers[] = {XK_Shift_L, XK_Shift_R, XK_Control_L,       XK_Control_R,
+                                XK_Alt_L,   XK_Alt_R,   XK_Super_L,         XK_Super_R,
+                                XK_Meta_L,  XK_Meta_R,  XK_ISO_Level3_Shift};
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    for (;;) {
+        char keys[32];
+        {
+            std::lock_guard lock(m_connection->lock);
+            XQueryKeymap(d, keys);
+        }
+        bool held = false;
+        for (KeySym symbol : modifiers) {
+            const KeyCode code = XKeysymToKeycode(d, symbol);
+            if (code && (keys[code / 8] & (1 << (code % 8))))
+                held = true;
+        }
+        if (!held)
+            return true;
+        if (std::chrono::steady_clock::now() >= deadline)
+            return false;
+        QThread::msleep(10);
+    }
+}
+
+void X11KeyInjector::pressBackspace(int count)
+{
+    if (!isAvailable())
+        return;
+    std::lock_guard lock(m_connection->lock);
+    for (int i = 0; i < count; ++i)
+        m_connection->tap(XK_BackSpace);
+    XFlush(m_connection->display);
+}
+
+void X11KeyInjector::pressLeftArrow(int count)
+{
+    if (!isAvailable())
+        return;
+    std::lock_guard lock(m_connection->lock);
+    for (int i = 0; i < count; ++i)
+        m_connection->tap(XK_Left);
+    XFlush(m_connection->display);
+}
+
+void X11KeyInjector::pressPaste(PasteShortcut shortcut)
+{
+    if (!isAvailable())
+        return;
+    std::lock_guard lock(m_connection->lock);
+    switch (shortcut) {
+    case PasteShortcut::controlV:
+        m_connection->tap(XK_v, {XK_Control_L});
+        break;
+    case PasteShortcut::controlShiftV:
+        m_connection->tap(XK_v, {XK_Control_L, XK_Shift_L});
+        break;
+    case PasteShortcut::shiftInsert:
+        m_connection->tap(XK_Insert, {XK_Shift_L});
+        break;
+    }
+    XFlush(m_connection->display);
+}
+
+std::optional<FocusedWindow> X11KeyInjector::focusedWindow() const
+{
+    if (!m_connection->display)
+        return std::nullopt;
+    std::lock_guard lock(m_connection->lock);
+    const Connection& c = *m_connection;
+    const Window window = c.activeWindow();
+    if (!window)
+        return std::nullopt;
+    FocusedWindow focused;
+    focused.id = window;
+    focused.windowClass = c.windowClass(window);
+    focused.pid = c.windowPid(window);
+    XWindowAttributes attributes{};
+    if (XGetWindowAttributes(c.display, window, &attributes)) {
+        Window child = 0;
+        XTranslateCoordinates(c.display, window, DefaultRootWindow(c.display), 0, 0, &focused.x,
+                              &focused.y, &child);
+        focused.width = attributes.width;
+        focused.height = attributes.height;
+    }
+    return focused;
+}
+
+bool X11KeyInjector::isOwnApplicationFrontmost() const
+{
+    const std::optional<FocusedWindow> focused = focusedWindow();
+    return focused && focused->pid == qint64(::getpid());
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "FrontmostApplication.h"
+#include "KeyInjector.h"
+
+#include <memory>
+#include <optional>
+
+// Synthetic keys through XTEST on a connection of its own (main thread), and what the focused
+// window is (EWMH's _NET_ACTIVE_WINDOW, else the input focus).
+class X11KeyInjector final : public KeyInjector, public FrontmostApplication {
+public:
+    X11KeyInjector();
+    ~X11KeyInjector() override;
+
+    // Whether the display opened and has XTEST.
+    bool isAvailable() const;
+
+    bool waitForModifiersReleased(std::chrono::milliseconds limit) override;
+    void pressBackspace(int count) override;
+    void pressLeftArrow(int count) override;
+    void pressPaste(PasteShortcut shortcut) override;
+
+    std::optional<FocusedWindow> focusedWindow() const;
+    bool isOwnApplicationFrontmost() const override;
+
+    struct Connection;
+
+private:
+    std::unique_ptr<Connection> m_connection;
+};
