@@ -1,0 +1,184 @@
+#include "ExpansionPipeline.h"
+
+#include "MacroProcessor.h"
+#include "PlainCharacters.h"
+#include "RichClipboardPayload.h"
+#include "RtfReader.h"
+#include "Scheduler.h"
+#include "TextExpansionService.h"
+#include "TextRules.h"
+
+#include <QTextDocument>
+
+namespace {
+
+ClipboardContents plainContents(const QString& text)
+{
+    return {{QStringLiteral("text/plain;charset=utf-8"), text.toUtf8()}};
+}
+
+bool hasAIMacro(const QString& text)
+{
+    QRegularExpressionMatchIterator it = MacroProcessor::macroPattern().globalMatch(text);
+    while (it.hasNext())
+        if (it.next().captured(1).toLower() == u"ai")
+            return true;
+    return false;
+}
+
+} // namespace
+
+ExpansionPipeline::ExpansionPipeline(TextExpansionService* service, Parts parts, QObject* parent)
+    : QObject(parent), m_service(service), m_parts(std::move(parts))
+{
+    connect(service, &TextExpansionService::expansionRequested, this,
+            &ExpansionPipeline::performExpansion);
+}
+
+MacroProcessor::SnippetLookup ExpansionPipeline::snippetLookup() const
+{
+    // A service gone meanwhile answers nothing.
+    return [service = m_service](const QString& abbreviation) -> std::optional<QString> {
+        return service ? service->expandedText(abbreviation) : std::nullopt;
+    };
+}
+
+void ExpansionPipeline::performExpansion(const ExpansionRequest& request)
+{
+    if (!m_service)
+        return;
+    // The monitor ignores every key from here on, our own synthetic ones included.
+    m_service->setExpanding(true);
+    // A held Control would turn the backspaces and the paste into shortcuts.
+    m_parts.keys->waitForModifiersReleased(modifierWait);
+    m_parts.keys->pressBackspace(request.abbreviationLength);
+    m_parts.scheduler->schedule(fillInDelay, this, [this, request] { collectFillIns(request); });
+}
+
+void ExpansionPipeline::collectFillIns(const ExpansionRequest& request)
+{
+    if (!m_service)
+        return; // the service is gone: the chain ends here
+    const QList<FillInField> fields = MacroProcessor::fillInFields(request.expandedText);
+    if (fields.isEmpty()) {
+        resolveAndInsert(request, {});
+        return;
+    }
+    QPointer<ExpansionPipeline> self(this);
+    m_parts.fillIns->show(
+        fields,
+        [self, request](const QHash<QString, QString>& values) {
+            if (self && self->m_service)
+                self->resolveAndInsert(request, values);
+        },
+        [self] {
+            // Cancelled: the abbreviation stays erased and nothing is inserted.
+            if (self && self->m_service)
+                self->m_service->setExpanding(false);
+        });
+}
+
+void ExpansionPipeline::resolveAndInsert(const ExpansionRequest& request,
+                                         const QHash<QString, QString>& values)
+{
+    std::unique_ptr<QTextDocument> rich;
+    if (request.isRichText && request.rtfData)
+        rich = RtfReader::read(*request.rtfData);
+    const QString work = rich ? RichText::plainCharacters(*rich) : request.expandedText;
+    if (!hasAIMacro(work) || !m_parts.aiEnabled()) {
+        insertResolved(request, values);
+        return;
+    }
+
+    const QString placeholder = MacroProcessor::aiPlaceholder();
+    const std::optional<MacroProcessor::MacroRange> range = MacroProcessor::firstAIMacroRange(work);
+    const MacroProcessor::SnippetLookup lookup = snippetLookup();
+    const std::optional<QString>& clipboard = request.clipboardText;
+    QString combined;
+    if (!range) {
+        combined = MacroProcessor::resolve(work, clipboard, values, lookup).text;
+    } else {
+        const MacroResolutionResult before =
+            MacroProcessor::resolve(work.left(range->location), clipboard, values, lookup);
+        const MacroResolutionResult after = MacroProcessor::resolve(
+            work.mid(range->location + range->length), clipboard, values, lookup);
+        combined = before.text + placeholder + after.text;
+    }
+    const std::optional<QString> prompt = MacroProcessor::firstAIPrompt(work);
+    if (!prompt) {
+        insertResolved(request, values);
+        return;
+    }
+    const QString resolvedPrompt =
+        MacroProcessor::resolve(TextRules::trimSpacesAndTabs(*prompt), clipboard, values, lookup)
+            .text;
+
+    m_parts.indicator->show();
+    QPointer<ExpansionPipeline> self(this);
+    m_parts.complete(resolvedPrompt, [self, combined, placeholder](const AIOutcome& outcome) {
+        if (!self)
+            return;
+        const QString replacement =
+            outcome.index() == 0
+                ? std::get<0>(outcome)
+                : QStringLiteral("[AI error: ") + std::get<1>(outcome) + QStringLiteral("]");
+        self->m_parts.indicator->dismiss();
+        // The AI path inserts plain text, also for a rich snippet.
+        self->insertPlainText(QString(combined).replace(placeholder, replacement));
+    });
+}
+
+void ExpansionPipeline::insertResolved(const ExpansionRequest& request,
+                                       const QHash<QString, QString>& values)
+{
+    const MacroProcessor::SnippetLookup lookup = snippetLookup();
+    if (request.isRichText && request.rtfData) {
+        if (std::unique_ptr<QTextDocument> document = RtfReader::read(*request.rtfData)) {
+            const RichResolutionResult resolved =
+                MacroProcessor::resolveRich(*document, request.clipboardText, values, lookup);
+            ClipboardContents contents;
+            for (const ClipboardFormat& format : richClipboardPayload(*resolved.document))
+                contents.append({format.mimeType, format.data});
+            // The rich count is in UTF-16 units; arrow keys move by characters.
+            const QString plain = RichText::plainCharacters(*resolved.document);
+            paste(contents, TextRules::characterCount(
+                                QStringView(plain).right(resolved.cursorBacktrackCount)));
+            return;
+        }
+    }
+    const MacroResolutionResult resolved =
+        MacroProcessor::resolve(request.expandedText, request.clipboardText, values, lookup);
+    paste(plainContents(resolved.text), resolved.cursorBacktrackCount);
+}
+
+void ExpansionPipeline::insertPlainText(const QString& text)
+{
+    paste(plainContents(text), 0);
+}
+
+void ExpansionPipeline::paste(const ClipboardContents& contents, qsizetype cursorCount)
+{
+    const ClipboardContents saved = m_parts.clipboard->save();
+    m_parts.clipboard->write(contents);
+    m_parts.keys->waitForModifiersReleased(modifierWait);
+    m_parts.keys->pressPaste(m_parts.pasteShortcut());
+    m_parts.scheduler->schedule(restoreDelay, this, [this, saved] {
+        m_parts.clipboard->restore(saved, [self = QPointer<ExpansionPipeline>(this)] {
+            if (self)
+                self->finish();
+        });
+    });
+    if (cursorCount > 0) {
+        m_parts.scheduler->schedule(cursorDelay, this, [this, cursorCount] {
+            m_parts.keys->pressLeftArrow(int(cursorCount));
+        });
+    }
+    if (m_parts.onExpansion)
+        m_parts.onExpansion();
+}
+
+void ExpansionPipeline::finish()
+{
+    if (m_service)
+        m_service->setExpanding(false);
+}

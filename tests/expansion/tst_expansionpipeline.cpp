@@ -1,0 +1,250 @@
+#include "ExpansionPipeline.h"
+#include "Scheduler.h"
+#include "TextExpansionService.h"
+
+#include <QGuiApplication>
+#include <QPointer>
+#include <QTest>
+#include <map>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+// Delayed steps on a virtual clock: time moves only when the test says so.
+class VirtualClock final : public Scheduler {
+public:
+    void schedule(std::chrono::milliseconds delay, QObject* context,
+                  std::function<void()> work) override
+    {
+        m_queue.emplace(std::pair{m_now + delay.count(), m_sequence++},
+                        std::pair{QPointer<QObject>(context), std::move(work)});
+    }
+    void advance(qint64 ms)
+    {
+        const qint64 until = m_now + ms;
+        while (!m_queue.empty() && m_queue.begin()->first.first <= until) {
+            auto entry = m_queue.extract(m_queue.begin());
+            m_now = entry.key().first;
+            if (entry.mapped().first)
+                entry.mapped().second();
+        }
+        m_now = until;
+    }
+    qint64 now() const { return m_now; }
+
+private:
+    qint64 m_now = 0;
+    int m_sequence = 0;
+    std::map<std::pair<qint64, int>, std::pair<QPointer<QObject>, std::function<void()>>> m_queue;
+};
+
+// Everything the pipeline does to the outside world, in order, with the virtual time.
+struct World final : KeyInjector, ExpansionClipboard, FillInPresenter, GeneratingIndicator {
+    VirtualClock clock;
+    QStringList log;
+    ClipboardContents clipboard{{u"image/png"_s, "PNGDATA"}, {u"text/plain"_s, "mine"}};
+    QList<FillInField> fields;
+    std::function<void(const QHash<QString, QString>&)> complete;
+    std::function<void()> cancel;
+    QString prompt;
+    std::function<void(const ExpansionPipeline::AIOutcome&)> reply;
+
+    void note(const QString& what) { log << QStringLiteral("%1 %2").arg(clock.now()).arg(what); }
+    bool waitForModifiersReleased(std::chrono::milliseconds) override { return true; }
+    void pressBackspace(int n) override { note(u"backspace "_s + QString::number(n)); }
+    void pressLeftArrow(int n) override { note(u"left "_s + QString::number(n)); }
+    void pressPaste(PasteShortcut s) override { note(u"paste "_s + QString::number(int(s))); }
+    ClipboardContents save() override { return clipboard; }
+    void write(const ClipboardContents& c) override
+    {
+        clipboard = c;
+        QString text;
+        for (const ClipboardEntry& e : c)
+            if (e.mimeType.startsWith(u"text/plain"_s))
+                text = QString::fromUtf8(e.data);
+        note(u"write "_s + text);
+    }
+    void restore(const ClipboardContents& saved, std::function<void()> done) override
+    {
+        clipboard = saved;
+        note(u"restore"_s);
+        done();
+    }
+    void show(const QList<FillInField>& f, std::function<void(const QHash<QString, QString>&)> ok,
+              std::function<void()> cancelled) override
+    {
+        fields = f;
+        complete = std::move(ok);
+        cancel = std::move(cancelled);
+        note(u"form"_s);
+    }
+    void show() override { note(u"generating"_s); }
+    void dismiss() override { note(u"done generating"_s); }
+};
+
+} // namespace
+
+class TestExpansionPipeline : public QObject {
+    Q_OBJECT
+private:
+    World m_world;
+    std::unique_ptr<TextExpansionService> m_service;
+    std::unique_ptr<ExpansionPipeline> m_pipeline;
+    bool m_aiEnabled = true;
+
+    void run(const ExpansionRequest& request, qint64 ms = 2000)
+    {
+        m_pipeline->performExpansion(request);
+        m_world.clock.advance(ms);
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        m_world = World();
+        m_aiEnabled = true;
+        m_service = std::make_unique<TextExpansionService>(
+            TextExpansionService::Dependencies{&m_world.clock, nullptr, nullptr, nullptr});
+        m_service->updateSnippets({{u"sig"_s, u"Ada {clipboard}"_s, false, std::nullopt}});
+        ExpansionPipeline::Parts parts{&m_world.clock,
+                                       &m_world,
+                                       &m_world,
+                                       &m_world,
+                                       &m_world,
+                                       [this] { return m_aiEnabled; },
+                                       [this](const QString& p, auto done) {
+                                           m_world.prompt = p;
+                                           m_world.reply = std::move(done);
+                                       },
+                                       [] { return PasteShortcut::controlShiftV; },
+                                       [this] { m_world.note(u"sound"_s); }};
+        m_pipeline = std::make_unique<ExpansionPipeline>(m_service.get(), parts);
+    }
+    void plainTimeline_data();
+    void plainTimeline();
+    void fillInForm();
+    void cancelledForm();
+    void aiReplyAndFailure_data();
+    void aiReplyAndFailure();
+    void richSnippet();
+    void serviceGoneMidway();
+};
+
+void TestExpansionPipeline::plainTimeline_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QStringList>("log");
+    QTest::newRow("plain") << u"Hello"_s
+                           << QStringList{u"0 backspace 3"_s, u"60 write Hello"_s, u"60 paste 1"_s,
+                                          u"60 sound"_s, u"660 restore"_s};
+    QTest::newRow("cursor, counted in characters")
+        << u"a{cursor}b👍🏽"_s
+        << QStringList{u"0 backspace 3"_s, u"60 write ab👍🏽"_s, u"60 paste 1"_s,
+                       u"60 sound"_s,      u"410 left 2"_s,          u"660 restore"_s};
+    QTest::newRow("clipboard and nested snippet")
+        << u"[{clipboard}] {snippet:sig}"_s
+        << QStringList{u"0 backspace 3"_s, u"60 write [clip] Ada clip"_s, u"60 paste 1"_s,
+                       u"60 sound"_s, u"660 restore"_s};
+}
+
+void TestExpansionPipeline::plainTimeline()
+{
+    QFETCH(QString, text);
+    QFETCH(QStringList, log);
+    run({3, text, false, std::nullopt, u"clip"_s}, 659);
+    QVERIFY(m_service->isExpanding()); // until the clipboard is back
+    m_world.clock.advance(1);
+    QCOMPARE(m_world.log, log);
+    QVERIFY(!m_service->isExpanding());
+    QCOMPARE(m_world.clipboard.size(), 2); // the user's image and text, both back
+}
+
+void TestExpansionPipeline::fillInForm()
+{
+    run({2, u"Dear {fill:Name}{cursor},"_s, false, std::nullopt, std::nullopt}, 100);
+    QCOMPARE(m_world.fields.size(), 1);
+    QCOMPARE(m_world.fields.at(0).label, u"Name"_s);
+    QVERIFY(m_service->isExpanding()); // keys typed into the form never expand
+    m_world.complete({{u"Name"_s, u"Zoë"_s}});
+    m_world.clock.advance(1000);
+    QCOMPARE(m_world.log,
+             (QStringList{u"0 backspace 2"_s, u"60 form"_s, u"100 write Dear Zoë,"_s,
+                          u"100 paste 1"_s, u"100 sound"_s, u"450 left 1"_s, u"700 restore"_s}));
+}
+
+void TestExpansionPipeline::cancelledForm()
+{
+    run({2, u"{fill}"_s, false, std::nullopt, std::nullopt}, 100);
+    m_world.cancel();
+    m_world.clock.advance(1000);
+    QCOMPARE(m_world.log, (QStringList{u"0 backspace 2"_s, u"60 form"_s}));
+    QVERIFY(!m_service->isExpanding());
+}
+
+void TestExpansionPipeline::aiReplyAndFailure_data()
+{
+    QTest::addColumn<bool>("enabled");
+    QTest::addColumn<int>("outcome"); // 0 reply, 1 error
+    QTest::addColumn<QString>("written");
+    QTest::newRow("reply") << true << 0 << u"A: R {ai:more} Z"_s;
+    QTest::newRow("failure") << true << 1 << u"A: [AI error: No key] {ai:more} Z"_s;
+    QTest::newRow("AI switched off") << false << -1 << u"A: {ai:  say {clipboard}\t} {ai:more} Z"_s;
+}
+
+void TestExpansionPipeline::aiReplyAndFailure()
+{
+    QFETCH(bool, enabled);
+    QFETCH(int, outcome);
+    QFETCH(QString, written);
+    m_aiEnabled = enabled;
+    run({1, u"A: {ai:  say {clipboard}\t} {ai:more} {cursor}Z"_s, false, std::nullopt, u"C"_s},
+        100);
+    if (outcome >= 0) {
+        QCOMPARE(m_world.prompt, u"say C"_s); // trimmed, its own macros resolved
+        QVERIFY(m_world.log.last().endsWith(u"generating"_s));
+        m_world.reply(outcome == 0
+                          ? ExpansionPipeline::AIOutcome(std::in_place_index<0>, u"R"_s)
+                          : ExpansionPipeline::AIOutcome(std::in_place_index<1>, u"No key"_s));
+    }
+    m_world.clock.advance(1000);
+    QVERIFY2(m_world.log.contains(u"100 write "_s + written) ||
+                 m_world.log.contains(u"60 write "_s + written),
+             qPrintable(m_world.log.join(u" | ")));
+    QCOMPARE(m_world.log.filter(u"left"_s).isEmpty(), outcome >= 0); // AI text moves no cursor
+    QVERIFY(!m_service->isExpanding());
+}
+
+void TestExpansionPipeline::richSnippet()
+{
+    const QByteArray rtf =
+        "{\\rtf1\\ansi{\\fonttbl{\\f0 Arial;}}\\f0 {\\b Hi} \\{cursor\\}th\\u233?re}";
+    run({3, u"Hi {cursor}thére"_s, true, rtf, std::nullopt});
+    QVERIFY2(m_world.log.contains(u"60 write Hi thére"_s), qPrintable(m_world.log.join(u" | ")));
+    QVERIFY(m_world.log.contains(u"410 left 5"_s));
+    m_pipeline->performExpansion({3, u"x"_s, true, rtf, std::nullopt});
+    m_world.clock.advance(60);
+    QStringList types;
+    for (const ClipboardEntry& e : m_world.clipboard)
+        types << e.mimeType;
+    QVERIFY2(types.contains(u"text/rtf"_s) && types.contains(u"text/html"_s),
+             qPrintable(types.join(u' ')));
+}
+
+void TestExpansionPipeline::serviceGoneMidway()
+{
+    m_pipeline->performExpansion({1, u"x"_s, false, std::nullopt, std::nullopt});
+    m_service.reset();
+    m_world.clock.advance(1000);
+    QCOMPARE(m_world.log, QStringList{u"0 backspace 1"_s}); // the chain ends quietly
+}
+
+int main(int argc, char** argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv); // rich documents need Qt Gui
+    TestExpansionPipeline test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_expansionpipeline.moc"
