@@ -14,7 +14,7 @@ namespace {
 
 ClipboardContents plainContents(const QString& text)
 {
-    return {{QStringLiteral("text/plain;charset=utf-8"), text.toUtf8()}};
+    return {{QStringLiteral("text/plain"), text.toUtf8()}};
 }
 
 bool hasAIMacro(const QString& text)

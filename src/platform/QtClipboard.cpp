@@ -1,0 +1,127 @@
+#include "QtClipboard.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QTimer>
+
+namespace {
+
+// Targets of the X selection protocol itself, not contents.
+bool isProtocolTarget(const QString& format)
+{
+    static const QStringList targets = {QStringLiteral("TARGETS"), QStringLiteral("MULTIPLE"),
+                                        QStringLiteral("TIMESTAMP"),
+                                        QStringLiteral("SAVE_TARGETS")};
+    return targets.contains(format);
+}
+
+// Notes the moment an application actually fetches the data we put on the clipboard.
+class WatchedMimeData final : public QMimeData {
+public:
+    explicit WatchedMimeData(std::shared_ptr<std::atomic<bool>> read) : m_read(std::move(read)) {}
+
+protected:
+    QVariant retrieveData(const QString& mimeType, QMetaType type) const override
+    {
+        m_read->store(true);
+        return QMimeData::retrieveData(mimeType, type);
+    }
+
+private:
+    std::shared_ptr<std::atomic<bool>> m_read;
+};
+
+void fill(QMimeData& data, const ClipboardContents& contents)
+{
+    for (const ClipboardEntry& entry : contents) {
+        // Plain text goes through setText so Qt offers it under every X text target.
+        if (entry.mimeType == u"text/plain")
+            data.setText(QString::fromUtf8(entry.data));
+        else
+            data.setData(entry.mimeType, entry.data);
+    }
+}
+
+} // namespace
+
+QtClipboard::QtClipboard(QObject* parent) : QObject(parent)
+{
+    connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, this,
+            &QtClipboard::refreshText);
+    refreshText();
+}
+
+QtClipboard::~QtClipboard() = default;
+
+void QtClipboard::refreshText()
+{
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
+    // Our own expansion is not the user's clipboard, and reading it would count as the paste.
+    if (dynamic_cast<const WatchedMimeData*>(data))
+        return;
+    std::optional<QString> text;
+    if (data && data->hasText())
+        text = data->text();
+    std::lock_guard lock(m_lock);
+    m_text = std::move(text);
+}
+
+std::optional<QString> QtClipboard::plainText() const
+{
+    std::lock_guard lock(m_lock);
+    return m_text;
+}
+
+ClipboardContents QtClipboard::save()
+{
+    ClipboardContents saved;
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
+    if (!data)
+        return saved;
+    for (const QString& format : data->formats()) {
+        if (isProtocolTarget(format))
+            continue;
+        const QByteArray bytes = data->data(format);
+        if (!bytes.isNull())
+            saved.append({format, bytes});
+    }
+    return saved;
+}
+
+void QtClipboard::write(const ClipboardContents& contents)
+{
+    m_expansionRead = std::make_shared<std::atomic<bool>>(false);
+    auto* data = new WatchedMimeData(m_expansionRead);
+    fill(*data, contents);
+    QGuiApplication::clipboard()->setMimeData(data, QClipboard::Clipboard);
+}
+
+void QtClipboard::restore(const ClipboardContents& saved, std::function<void()> done)
+{
+    restoreWhenRead(saved, std::move(done), std::chrono::milliseconds(0));
+}
+
+void QtClipboard::restoreWhenRead(const ClipboardContents& saved, std::function<void()> done,
+                                  std::chrono::milliseconds waited)
+{
+    // An application that has not fetched the expansion yet would paste the user's own
+    // clipboard instead: wait for the read, but not for ever.
+    const bool read = !m_expansionRead || m_expansionRead->load();
+    if (!read && waited < readTimeout) {
+        static constexpr std::chrono::milliseconds step{50};
+        QTimer::singleShot(step, this, [this, saved, done = std::move(done), waited]() mutable {
+            restoreWhenRead(saved, std::move(done), waited + step);
+        });
+        return;
+    }
+    m_expansionRead.reset();
+    if (saved.isEmpty()) {
+        QGuiApplication::clipboard()->clear(QClipboard::Clipboard);
+    } else {
+        auto* data = new QMimeData;
+        fill(*data, saved);
+        QGuiApplication::clipboard()->setMimeData(data, QClipboard::Clipboard);
+    }
+    done();
+}
