@@ -74,9 +74,8 @@ QString TestRichTextCommands::write(const QString& name, const QByteArray& conte
 void TestRichTextCommands::initTestCase()
 {
     QVERIFY(m_dir.isValid());
-    write(
-        u"macros.rtf"_s,
-        R"({\rtf1 Dear {\b\{fill:Name\}}, {\i\{clipboard\}}\{cursor\}!\u253?\u-10179?\u-9139?})");
+    write(u"macros.rtf"_s,
+          R"({\rtf1 Dear {\b\{fill:Name\}}, {\i\{clipboard\}}\{cursor\}!\u253?\u-10179?\u-9139?})");
     write(u"snippet.rtf"_s, R"({\rtf1\b \{snippet:sig\}\{cursor\}\{cursor\}x})");
     write(u"plain.txt"_s, "just text");
 }

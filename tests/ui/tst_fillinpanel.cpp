@@ -1,0 +1,104 @@
+#include "FillInPanel.h"
+
+#include <QApplication>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class TestFillInPanel : public QObject {
+    Q_OBJECT
+private:
+    QList<QHash<QString, QString>> m_completed;
+    int m_cancelled = 0;
+    const QList<FillInField> m_fields{{u"Name"_s, u"Name"_s}, {u"City"_s, u"City"_s}};
+
+    FillInPanel* open()
+    {
+        FillInPanel::show(
+            m_fields, [this](const QHash<QString, QString>& v) { m_completed << v; },
+            [this] { ++m_cancelled; });
+        FillInPanel* panel = FillInPanel::current();
+        QApplication::setActiveWindow(panel);
+        return panel;
+    }
+    QLineEdit* field(FillInPanel* panel, int i)
+    {
+        return panel->findChild<QLineEdit*>(u"field%1"_s.arg(i));
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        m_completed.clear();
+        m_cancelled = 0;
+    }
+    void returnWalksThenInserts();
+    void controlReturnInsertsAtOnce();
+    void cancelWays_data();
+    void cancelWays();
+    void showingAnotherCancelsTheFirst();
+};
+
+void TestFillInPanel::returnWalksThenInserts()
+{
+    FillInPanel* panel = open();
+    QVERIFY(panel->width() >= 400);
+    QTest::keyClicks(field(panel, 0), u"Zoe"_s);
+    QTest::keyClick(field(panel, 0), Qt::Key_Return);
+    QVERIFY(field(panel, 1)->hasFocus() || QApplication::focusWidget() == field(panel, 1));
+    QVERIFY(m_completed.isEmpty());
+    QTest::keyClicks(field(panel, 1), u"Oslo"_s);
+    QTest::keyClick(field(panel, 1), Qt::Key_Return);
+    QCOMPARE(m_completed,
+             (QList<QHash<QString, QString>>{{{u"Name"_s, u"Zoe"_s}, {u"City"_s, u"Oslo"_s}}}));
+    QCOMPARE(m_cancelled, 0);
+    QVERIFY(!FillInPanel::current());
+}
+
+void TestFillInPanel::controlReturnInsertsAtOnce()
+{
+    FillInPanel* panel = open();
+    QTest::keyClicks(field(panel, 0), u"Ada"_s);
+    QTest::keyClick(panel, Qt::Key_Return, Qt::ControlModifier);
+    QCOMPARE(m_completed,
+             (QList<QHash<QString, QString>>{{{u"Name"_s, u"Ada"_s}, {u"City"_s, QString()}}}));
+}
+
+void TestFillInPanel::cancelWays_data()
+{
+    QTest::addColumn<int>("way");
+    QTest::newRow("escape") << 0;
+    QTest::newRow("cancel button") << 1;
+    QTest::newRow("window closed") << 2;
+}
+
+void TestFillInPanel::cancelWays()
+{
+    QFETCH(int, way);
+    FillInPanel* panel = open();
+    if (way == 0)
+        QTest::keyClick(panel, Qt::Key_Escape);
+    else if (way == 1)
+        QTest::mouseClick(panel->findChild<QPushButton*>(u"cancel"_s), Qt::LeftButton);
+    else
+        panel->close();
+    QCOMPARE(m_cancelled, 1);
+    QVERIFY(m_completed.isEmpty());
+    QVERIFY(!FillInPanel::current());
+}
+
+void TestFillInPanel::showingAnotherCancelsTheFirst()
+{
+    open();
+    FillInPanel* second = open();
+    QCOMPARE(m_cancelled, 1);
+    QCOMPARE(FillInPanel::current(), second);
+    QTest::mouseClick(second->findChild<QPushButton*>(u"insert"_s), Qt::LeftButton);
+    QCOMPARE(m_completed.size(), 1);
+    QCOMPARE(m_cancelled, 1);
+}
+
+QTEST_MAIN(TestFillInPanel)
+#include "tst_fillinpanel.moc"
