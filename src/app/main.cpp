@@ -1,5 +1,7 @@
+#include "Application.h"
 #include "CommandLine.h"
 
+#include <QApplication>
 #include <QCoreApplication>
 #include <cstdio>
 
@@ -9,19 +11,39 @@ void write(const QString& text, std::FILE* stream)
     const QByteArray utf8 = text.toUtf8();
     std::fwrite(utf8.constData(), 1, static_cast<size_t>(utf8.size()), stream);
 }
+
+bool hasSubcommand(int argc)
+{
+    return argc > 1;
+}
 } // namespace
 
 int main(int argc, char* argv[])
 {
-    QCoreApplication app(argc, argv);
-    const std::optional<CommandLine::Outcome> outcome = CommandLine::run(app.arguments());
-    if (!outcome) {
-        std::fputs("scrivlane: the tray application is not available in this build; "
-                   "see scrivlane --help for the commands it offers\n",
+    if (hasSubcommand(argc)) {
+        // Commands need no display.
+        QCoreApplication app(argc, argv);
+        const std::optional<CommandLine::Outcome> outcome = CommandLine::run(app.arguments());
+        if (outcome) {
+            write(outcome->out, stdout);
+            write(outcome->err, stderr);
+            return outcome->exitCode;
+        }
+        return 0;
+    }
+    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
+        std::fputs("scrivlane: no X display (DISPLAY is not set). ScrivLane needs an X11 "
+                   "session; XWayland counts. See scrivlane --help for the commands.\n",
                    stderr);
         return 1;
     }
-    write(outcome->out, stdout);
-    write(outcome->err, stderr);
-    return outcome->exitCode;
+    // No session bus: without this, Qt's accessibility bridge can hang trying to start one.
+    if (qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("ScrivLane"));
+    QApplication::setQuitOnLastWindowClosed(false);
+    Application scrivlane;
+    return scrivlane.run();
 }

@@ -13,6 +13,10 @@ struct Run {
 Run scrivlane(const QStringList& arguments)
 {
     QProcess process;
+    // Without a display, no arguments can only say so.
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.remove(QStringLiteral("DISPLAY"));
+    process.setProcessEnvironment(env);
     process.start(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments);
     if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
         return {};

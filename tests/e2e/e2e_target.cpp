@@ -1,0 +1,27 @@
+// A plain text field for end-to-end runs: it writes everything it holds to the file named on
+// its command line each time the text changes, so a test can read what it received.
+#include <QApplication>
+#include <QFile>
+#include <QSaveFile>
+#include <QTextEdit>
+
+int main(int argc, char** argv)
+{
+    QApplication app(argc, argv);
+    if (argc < 2)
+        return 2;
+    const QString path = QString::fromLocal8Bit(argv[1]);
+    QTextEdit field;
+    field.setAcceptRichText(false);
+    field.setWindowTitle(QStringLiteral("scrivlane-e2e-target"));
+    field.resize(500, 300);
+    QObject::connect(&field, &QTextEdit::textChanged, [&] {
+        QSaveFile out(path);
+        if (out.open(QIODevice::WriteOnly)) {
+            out.write(field.toPlainText().toUtf8());
+            out.commit();
+        }
+    });
+    field.show();
+    return QApplication::exec();
+}

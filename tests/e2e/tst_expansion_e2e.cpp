@@ -1,0 +1,136 @@
+#include "XvfbServer.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+// ScrivLane as a user runs it: the real executable on a private X server, a real text field
+// in another process, and keys typed through XTEST by xdotool.
+class TestExpansionEndToEnd : public QObject {
+    Q_OBJECT
+private:
+    std::unique_ptr<XvfbServer> m_server;
+    QTemporaryDir m_home;
+    QProcess m_app;
+    QProcess m_target;
+    QString m_received;
+    QString m_stderr;
+
+    QProcessEnvironment environment() const
+    {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(u"SCRIVLANE_HOME"_s, m_home.path());
+        env.insert(u"DISPLAY"_s, QString::fromLatin1(m_server->display()));
+        env.remove(u"QT_QPA_PLATFORM"_s);
+        return env;
+    }
+    bool scrivlane(const QStringList& arguments)
+    {
+        QProcess cli;
+        cli.setProcessEnvironment(environment());
+        cli.start(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments);
+        return cli.waitForFinished(30000) && cli.exitCode() == 0;
+    }
+    QString received() const
+    {
+        QFile file(m_received);
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    }
+    static QString output(const QString& program, const QStringList& arguments)
+    {
+        QProcess p;
+        p.start(program, arguments);
+        p.waitForFinished(10000);
+        return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
+    }
+    bool type(const QString& text)
+    {
+        return XvfbServer::run(u"xdotool"_s, {u"type"_s, u"--delay"_s, u"40"_s, text});
+    }
+    void clearField()
+    {
+        XvfbServer::run(u"xdotool"_s, {u"key"_s, u"ctrl+a"_s, u"BackSpace"_s});
+        QTRY_COMPARE(received(), QString());
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        m_server = std::make_unique<XvfbServer>();
+        if (!m_server->isRunning() || QStandardPaths::findExecutable(u"xdotool"_s).isEmpty() ||
+            QStandardPaths::findExecutable(u"xclip"_s).isEmpty())
+            QSKIP("needs Xvfb, xdotool and xclip");
+        QVERIFY(scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";sig"_s, u"--text"_s,
+                           u"Best regards,{cursor}!"_s}));
+        QVERIFY(scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";cb"_s, u"--text"_s,
+                           u"[{clipboard}]"_s}));
+
+        m_received = m_home.filePath(u"received.txt"_s);
+        m_target.setProcessEnvironment(environment());
+        m_target.start(QStringLiteral(E2E_TARGET), {m_received});
+        const QString window = output(
+            u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--name"_s, u"scrivlane-e2e-target"_s});
+        QVERIFY(!window.isEmpty());
+        QVERIFY(XvfbServer::run(u"xdotool"_s,
+                                {u"windowfocus"_s, u"--sync"_s, window.split(u'\n').first()}));
+
+        m_app.setProcessEnvironment(environment());
+        m_app.setProcessChannelMode(QProcess::SeparateChannels);
+        m_app.start(QStringLiteral(SCRIVLANE_EXECUTABLE), {});
+        QTRY_VERIFY_WITH_TIMEOUT((m_stderr += QString::fromUtf8(m_app.readAllStandardError()))
+                                     .contains(u"watching the keyboard"_s),
+                                 15000);
+    }
+    void cleanupTestCase()
+    {
+        m_app.terminate();
+        m_app.waitForFinished(5000);
+        m_target.terminate();
+        m_target.waitForFinished(5000);
+        m_server.reset();
+    }
+    void init() { clearField(); }
+    void plainSnippetWithCursor();
+    void clipboardMacroAndRestore();
+    void secondInstanceDoesNotStart();
+};
+
+void TestExpansionEndToEnd::plainSnippetWithCursor()
+{
+    QVERIFY(type(u"x;sig"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(received(), u"xBest regards,!"_s, 5000);
+    QTest::qWait(500); // the cursor moves 0.35 s after the paste
+    QVERIFY(type(u"Y"_s));
+    QTRY_COMPARE(received(), u"xBest regards,Y!"_s);
+    QTest::qWait(700); // the expansion ends when the clipboard is back
+}
+
+void TestExpansionEndToEnd::clipboardMacroAndRestore()
+{
+    QProcess set;
+    set.start(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-i"_s});
+    set.write("user's own ✓");
+    set.closeWriteChannel();
+    QVERIFY(set.waitForFinished());
+    QTest::qWait(300);
+    QVERIFY(type(u";cb"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(received(), u"[user's own ✓]"_s, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(output(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-o"_s}),
+                              u"user's own ✓"_s, 5000);
+}
+
+void TestExpansionEndToEnd::secondInstanceDoesNotStart()
+{
+    QProcess second;
+    second.setProcessEnvironment(environment());
+    second.start(QStringLiteral(SCRIVLANE_EXECUTABLE), {});
+    QVERIFY(second.waitForFinished(10000));
+    QCOMPARE(second.exitCode(), 0);
+    QVERIFY(QString::fromUtf8(second.readAllStandardError()).contains(u"already running"_s));
+}
+
+QTEST_GUILESS_MAIN(TestExpansionEndToEnd)
+#include "tst_expansion_e2e.moc"
