@@ -62,6 +62,33 @@ std::vector<SnippetRecord> snippetRecords(const PersistenceController& store)
 
 } // namespace
 
+// The form takes the keyboard; the window the user was typing in gets it back before the paste.
+class FocusReturningFillIns final : public FillInPresenter {
+public:
+    explicit FocusReturningFillIns(X11KeyInjector* keys) : m_keys(keys) {}
+    void show(const QList<FillInField>& fields,
+              std::function<void(const QHash<QString, QString>&)> completed,
+              std::function<void()> cancelled) override
+    {
+        const std::optional<FocusedWindow> previous = m_keys->focusedWindow();
+        const unsigned long window = previous ? previous->id : 0;
+        X11KeyInjector* keys = m_keys;
+        FillInPanel::show(
+            fields,
+            [keys, window, completed](const QHash<QString, QString>& values) {
+                keys->activate(window);
+                completed(values);
+            },
+            [keys, window, cancelled] {
+                keys->activate(window);
+                cancelled();
+            });
+    }
+
+private:
+    X11KeyInjector* m_keys;
+};
+
 struct Application::Parts {
     QtScheduler scheduler;
     std::unique_ptr<QtClipboard> clipboard;
@@ -72,7 +99,7 @@ struct Application::Parts {
     std::unique_ptr<SoundService> sound;
     std::unique_ptr<JsonFileKeyValueStore> sharedPreferences;
     std::unique_ptr<SettingsSyncService> preferenceSync;
-    FillInPanelPresenter fillIns;
+    std::unique_ptr<FocusReturningFillIns> fillIns;
     std::unique_ptr<GeneratingPanel> generating;
     std::unique_ptr<ExpansionPipeline> pipeline;
     PasteShortcuts pasteShortcuts;
@@ -140,9 +167,9 @@ int Application::run()
     rebuild();
     connect(&store, &PersistenceController::didSave, this, rebuild);
     connect(&store, &PersistenceController::remoteStoreChanged, this, rebuild);
-    connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState s) {
-        m_parts->expansion->setAppActive(s == Qt::ApplicationActive);
-    });
+    // Our own windows are recognised by the focused window's process (the injector's frontmost
+    // check); Qt's application state is not used, as it can stay "active" after our last window
+    // closed when no window manager runs.
 
     const QString systemSounds =
         QDir(AppPaths::dataDir()).absoluteFilePath(QStringLiteral("SystemSounds"));
@@ -170,7 +197,8 @@ int Application::run()
     parts.scheduler = &p.scheduler;
     parts.keys = p.keys.get();
     parts.clipboard = p.clipboard.get();
-    parts.fillIns = &p.fillIns;
+    p.fillIns = std::make_unique<FocusReturningFillIns>(p.keys.get());
+    parts.fillIns = p.fillIns.get();
     parts.indicator = p.generating.get();
     parts.aiEnabled = [] { return AIService::shared().isEnabled(); };
     parts.complete = [](const QString& prompt, auto done) {

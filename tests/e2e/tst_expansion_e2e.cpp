@@ -67,6 +67,8 @@ private Q_SLOTS:
                            u"Best regards,{cursor}!"_s}));
         QVERIFY(scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";cb"_s, u"--text"_s,
                            u"[{clipboard}]"_s}));
+        QVERIFY(scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";fi"_s, u"--text"_s,
+                           u"Dear {fill:Name} of {fill:City}."_s}));
 
         m_received = m_home.filePath(u"received.txt"_s);
         m_target.setProcessEnvironment(environment());
@@ -95,6 +97,8 @@ private Q_SLOTS:
     void init() { clearField(); }
     void plainSnippetWithCursor();
     void clipboardMacroAndRestore();
+    void fillInFormCompleted();
+    void fillInFormCancelled();
     void secondInstanceDoesNotStart();
 };
 
@@ -120,6 +124,35 @@ void TestExpansionEndToEnd::clipboardMacroAndRestore()
     QTRY_COMPARE_WITH_TIMEOUT(received(), u"[user's own ✓]"_s, 5000);
     QTRY_COMPARE_WITH_TIMEOUT(output(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-o"_s}),
                               u"user's own ✓"_s, 5000);
+}
+
+void TestExpansionEndToEnd::fillInFormCompleted()
+{
+    QVERIFY(type(u";fi"_s));
+    QVERIFY(!output(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--name"_s, u"Complete Snippet"_s})
+                 .isEmpty());
+    QTest::qWait(300);
+    QVERIFY(type(u"Ada"_s));
+    QVERIFY(XvfbServer::run(u"xdotool"_s, {u"key"_s, u"Return"_s}));
+    QVERIFY(type(u"Oslo"_s));
+    QVERIFY(XvfbServer::run(u"xdotool"_s, {u"key"_s, u"Return"_s}));
+    // The text field gets the focus back and the expansion, not the form.
+    QTRY_COMPARE_WITH_TIMEOUT(received(), u"Dear Ada of Oslo."_s, 5000);
+    QTest::qWait(700);
+}
+
+void TestExpansionEndToEnd::fillInFormCancelled()
+{
+    QVERIFY(type(u"a;fi"_s));
+    QVERIFY(!output(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--name"_s, u"Complete Snippet"_s})
+                 .isEmpty());
+    QTest::qWait(300);
+    QVERIFY(XvfbServer::run(u"xdotool"_s, {u"key"_s, u"Escape"_s}));
+    QTRY_COMPARE_WITH_TIMEOUT(received(), u"a"_s, 5000); // the abbreviation is gone, nothing came
+    QTest::qWait(300);
+    QVERIFY(type(u"b;sig"_s)); // and expansion works again at once
+    QTRY_COMPARE_WITH_TIMEOUT(received(), u"abBest regards,!"_s, 5000);
+    QTest::qWait(700);
 }
 
 void TestExpansionEndToEnd::secondInstanceDoesNotStart()

@@ -222,6 +222,29 @@ std::optional<FocusedWindow> X11KeyInjector::focusedWindow() const
     return focused;
 }
 
+void X11KeyInjector::activate(unsigned long window)
+{
+    if (!m_connection->display || !window)
+        return;
+    std::lock_guard lock(m_connection->lock);
+    Display* d = m_connection->display;
+    const Window root = DefaultRootWindow(d);
+    const Atom active = XInternAtom(d, "_NET_ACTIVE_WINDOW", True);
+    if (active != 0) {
+        // Ask the window manager, as a pager would (source indication 2).
+        XEvent event{};
+        event.xclient.type = ClientMessage;
+        event.xclient.window = window;
+        event.xclient.message_type = active;
+        event.xclient.format = 32;
+        event.xclient.data.l[0] = 2;
+        event.xclient.data.l[1] = CurrentTime;
+        XSendEvent(d, root, False, SubstructureRedirectMask | SubstructureNotifyMask, &event);
+    }
+    XSetInputFocus(d, window, RevertToParent, CurrentTime);
+    XSync(d, False);
+}
+
 bool X11KeyInjector::isOwnApplicationFrontmost() const
 {
     const std::optional<FocusedWindow> focused = focusedWindow();

@@ -22,6 +22,9 @@ public:
     void pressPaste(PasteShortcut shortcut) override;
 
     std::optional<FocusedWindow> focusedWindow() const;
+    // Gives the keyboard focus back to a window (through the window manager when there is one);
+    // later keys from this injector reach it.
+    void activate(unsigned long window);
     bool isOwnApplicationFrontmost() const override;
 
     struct Connection;
