@@ -4,10 +4,13 @@
 #include "CliSupport.h"
 #include "JsonWriter.h"
 #include "PersistenceController.h"
+#include "RtfReader.h"
 #include "SnippetEntity.h"
 #include "TextRules.h"
 
+#include <QFile>
 #include <QRegularExpression>
+#include <QTextDocument>
 
 using namespace Qt::StringLiterals;
 
@@ -96,12 +99,26 @@ Outcome snippetAdd(Store& store, const QStringList& arguments)
     const QCommandLineOption abbreviation(u"abbreviation"_s, QString(), u"A"_s);
     const QCommandLineOption title(u"title"_s, QString(), u"T"_s);
     const QCommandLineOption text(u"text"_s, QString(), u"X"_s);
+    const QCommandLineOption rtfFile(u"rtf-file"_s, QString(), u"F"_s);
     const QCommandLineOption category(u"category"_s, QString(), u"NAME"_s);
-    parser.addOptions({abbreviation, title, text, category});
+    parser.addOptions({abbreviation, title, text, rtfFile, category});
     if (auto early = Cli::parseSubcommand(parser, arguments, 0, 0, u"arguments"_s))
         return *early;
     if (TextRules::trimSpacesAndTabs(parser.value(abbreviation)).isEmpty())
         return Cli::usageError(u"snippet add: --abbreviation must not be blank"_s);
+    if (parser.isSet(text) && parser.isSet(rtfFile))
+        return Cli::usageError(u"snippet add: give --text or --rtf-file, not both"_s);
+    std::unique_ptr<QTextDocument> rich;
+    if (parser.isSet(rtfFile)) {
+        QFile file(parser.value(rtfFile));
+        if (!file.open(QIODevice::ReadOnly))
+            return Cli::usageError(u"snippet add: cannot read "_s + file.fileName() + u": "_s +
+                                   file.errorString());
+        rich = RtfReader::read(file.readAll());
+        if (!rich)
+            return Cli::usageError(u"snippet add: "_s + file.fileName() +
+                                   u" is not an RTF document ScrivLane can read"_s);
+    }
 
     CategoryEntity* target = nullptr;
     if (parser.isSet(category)) {
@@ -116,6 +133,11 @@ Outcome snippetAdd(Store& store, const QStringList& arguments)
     SnippetEntity* snippet = store.insertSnippet(SnippetEntity::create(
         parser.value(title), parser.value(abbreviation), target, QDateTime::currentDateTimeUtc()));
     snippet->setExpandedText(parser.value(text));
+    if (rich) {
+        // The plain characters and the RTF document, colours filtered as for any rich snippet.
+        snippet->setAttributedText(*rich, QDateTime::currentDateTimeUtc());
+        snippet->setRichText(true);
+    }
     store.save();
     return afterSave(store, idText(snippet->id()) + u"\n"_s);
 }

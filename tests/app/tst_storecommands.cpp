@@ -82,6 +82,19 @@ void TestStoreCommands::snippetsAndCategories()
     QCOMPARE(categories.at(1)[u"sortOrder"_s].toInt(), 2);
     QCOMPARE(categories.at(0)[u"activeSnippetCount"_s].toInt(), 1);
 
+    // A rich snippet from an RTF file keeps the document and its plain characters.
+    QFile rtf(m_home->filePath(u"rich.rtf"_s));
+    QVERIFY(rtf.open(QIODevice::WriteOnly));
+    rtf.write("{\\rtf1\\ansi {\\b Bold} and \\u233?t\\u233?}");
+    rtf.close();
+    QVERIFY(
+        !ok({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"rt"_s, u"--rtf-file"_s, rtf.fileName()})
+             .isEmpty());
+    const QJsonObject rich = list({u"snippet"_s, u"list"_s}).at(0).toObject();
+    QCOMPARE(rich[u"expandedText"_s].toString(), u"Bold and été"_s);
+    QCOMPARE(rich[u"isRichText"_s].toBool(), true);
+    QCOMPARE(scrivlane({u"snippet"_s, u"delete"_s, rich[u"id"_s].toString()}).exitCode, 0);
+
     QCOMPARE(scrivlane({u"snippet"_s, u"trash"_s, sig}).exitCode, 0);
     const QJsonArray trashed = list({u"snippet"_s, u"list"_s, u"--trashed"_s});
     QCOMPARE(trashed.size(), 1);
@@ -126,6 +139,11 @@ void TestStoreCommands::badInputChangesNothing_data()
     QTest::newRow("no abbreviation") << QStringList{u"snippet"_s, u"add"_s, u"--text"_s, u"x"_s};
     QTest::newRow("unknown action") << QStringList{u"snippet"_s, u"frob"_s};
     QTest::newRow("missing name") << QStringList{u"category"_s, u"add"_s};
+    QTest::newRow("text and rtf") << QStringList{
+        u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"a"_s,
+        u"--text"_s,  u"x"_s,   u"--rtf-file"_s,     u"/dev/null"_s};
+    QTest::newRow("not rtf") << QStringList{u"snippet"_s, u"add"_s,        u"--abbreviation"_s,
+                                            u"a"_s,       u"--rtf-file"_s, u"/etc/passwd"_s};
     QTest::newRow("two list filters")
         << QStringList{u"snippet"_s, u"list"_s, u"--all"_s, u"--trashed"_s};
 }
