@@ -1,3 +1,4 @@
+#include "CommandRun.h"
 #include "HttpTestServer.h"
 
 #include <QDir>
@@ -15,13 +16,7 @@ Q_DECLARE_METATYPE(CannedReply)
 
 namespace {
 
-struct Run {
-    int exitCode = -1;
-    QString out;
-    QString err;
-    // The last line on stderr: the secret store may say before it where keys are kept.
-    QString lastErrLine() const { return err.trimmed().split(u'\n').last(); }
-};
+using Run = CommandRun;
 
 QByteArray chatReply(const QByteArray& content)
 {
@@ -69,16 +64,7 @@ private:
 Run TestAiCommands::scrivlane(const QStringList& arguments, const QByteArray& input,
                               const QString& program)
 {
-    QProcess process;
-    process.setProcessEnvironment(m_env);
-    QSignalSpy finished(&process, &QProcess::finished);
-    process.start(program, arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    if (!finished.wait(30000) || process.exitStatus() != QProcess::NormalExit)
-        return {};
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
+    return runCommand(program, arguments, m_env, input);
 }
 
 void TestAiCommands::setUp(const QList<QStringList>& commands)

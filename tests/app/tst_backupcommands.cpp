@@ -1,3 +1,5 @@
+#include "CommandRun.h"
+
 #include <QDir>
 #include <QProcess>
 #include <QSettings>
@@ -10,22 +12,13 @@ using namespace Qt::StringLiterals;
 class TestBackupCommands : public QObject {
     Q_OBJECT
 private:
-    struct Run {
-        int exitCode = -1;
-        QString out;
-        QString err;
-    };
-    static Run scrivlane(const QString& home, const QStringList& arguments)
+    static CommandRun scrivlane(const QString& home, const QStringList& arguments)
     {
-        QProcess process;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"SCRIVLANE_HOME"_s, home);
-        process.setProcessEnvironment(env);
-        process.start(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments);
-        if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
-            return {};
-        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()).trimmed(),
-                QString::fromUtf8(process.readAllStandardError()).trimmed()};
+        CommandRun run =
+            runCommand(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments, homeEnvironment(home));
+        run.out = run.out.trimmed();
+        run.err = run.err.trimmed();
+        return run;
     }
 
 private Q_SLOTS:
@@ -44,28 +37,29 @@ void TestBackupCommands::exportThenRestoreElsewhere()
     QCOMPARE(
         scrivlane(first.path(), {u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"b"_s}).exitCode, 0);
 
-    const Run exported = scrivlane(first.path(), {u"backup"_s, u"export"_s, backups.path()});
+    const CommandRun exported = scrivlane(first.path(), {u"backup"_s, u"export"_s, backups.path()});
     QCOMPARE(exported.exitCode, 0);
     QVERIFY(QFileInfo(exported.out).isFile());
     QVERIFY(QFileInfo(exported.out).fileName().startsWith(u"ScrivLane-Backup-"_s));
 
-    const Run restored = scrivlane(second.path(), {u"backup"_s, u"restore"_s, exported.out});
+    const CommandRun restored = scrivlane(second.path(), {u"backup"_s, u"restore"_s, exported.out});
     QCOMPARE(restored.out, u"\u2713 2 snippets added, settings restored"_s);
     QCOMPARE(QSettings(second.filePath(u"config/settings.ini"_s), QSettings::IniFormat)
                  .value(u"tw_expansionEnabled"_s)
                  .toBool(),
              false);
-    const Run list = scrivlane(second.path(), {u"category"_s, u"list"_s});
+    const CommandRun list = scrivlane(second.path(), {u"category"_s, u"list"_s});
     QVERIFY(list.out.contains(u"\"Work\""_s));
 
-    const Run again = scrivlane(first.path(), {u"backup"_s, u"restore"_s, exported.out});
+    const CommandRun again = scrivlane(first.path(), {u"backup"_s, u"restore"_s, exported.out});
     QCOMPARE(again.out, u"\u2713 2 already existed, settings restored"_s);
 
     QFile broken(backups.filePath(u"broken.json"_s));
     QVERIFY(broken.open(QIODevice::WriteOnly));
     broken.write("{\"snippets\": []}");
     broken.close();
-    const Run failed = scrivlane(second.path(), {u"backup"_s, u"restore"_s, broken.fileName()});
+    const CommandRun failed =
+        scrivlane(second.path(), {u"backup"_s, u"restore"_s, broken.fileName()});
     QCOMPARE(failed.exitCode, 1);
     QVERIFY2(failed.err.startsWith(u"Restore failed: missing required key \"exportedAt\""_s),
              qPrintable(failed.err));

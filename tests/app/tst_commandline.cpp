@@ -1,27 +1,19 @@
+#include "CommandRun.h"
+
 #include <QProcess>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
 
 namespace {
-struct Run {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
+using Run = CommandRun;
 
 Run scrivlane(const QStringList& arguments)
 {
-    QProcess process;
     // Without a display, no arguments can only say so.
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.remove(QStringLiteral("DISPLAY"));
-    process.setProcessEnvironment(env);
-    process.start(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments);
-    if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
-        return {};
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
+    return runCommand(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments, env);
 }
 
 QString json(const QString& text, int cursor, const QString& pending = {})

@@ -1,3 +1,4 @@
+#include "CommandRun.h"
 #include "RtfReader.h"
 
 #include <QJsonArray>
@@ -13,20 +14,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct Run {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
+using Run = CommandRun;
 
 Run scrivlane(const QStringList& arguments)
 {
-    QProcess process;
-    process.start(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments);
-    if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
-        return {};
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
+    return runCommand(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments);
 }
 
 // The text of each fragment of the document, with "b" after bold ones.

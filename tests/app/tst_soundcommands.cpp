@@ -1,3 +1,5 @@
+#include "CommandRun.h"
+
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -14,25 +16,14 @@ using namespace Qt::StringLiterals;
 class TestSoundCommands : public QObject {
     Q_OBJECT
 private:
-    struct Run {
-        int exitCode = -1;
-        QString out;
-        QString err;
-    };
+    using Run = CommandRun;
     std::unique_ptr<QTemporaryDir> m_home;
 
     Run scrivlane(const QStringList& arguments)
     {
-        QProcess process;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"SCRIVLANE_HOME"_s, m_home->path());
+        QProcessEnvironment env = homeEnvironment(m_home->path());
         env.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
-        process.setProcessEnvironment(env);
-        process.start(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments);
-        if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
-            return {};
-        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-                QString::fromUtf8(process.readAllStandardError())};
+        return runCommand(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments, env);
     }
     QString writeFile(const QString& relative, const QByteArray& bytes)
     {

@@ -1,3 +1,5 @@
+#include "CommandRun.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -12,24 +14,13 @@ using namespace Qt::StringLiterals;
 class TestStoreCommands : public QObject {
     Q_OBJECT
 private:
-    struct Run {
-        int exitCode = -1;
-        QString out;
-        QString err;
-    };
+    using Run = CommandRun;
     std::unique_ptr<QTemporaryDir> m_home;
 
     Run scrivlane(const QStringList& arguments)
     {
-        QProcess process;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"SCRIVLANE_HOME"_s, m_home->path());
-        process.setProcessEnvironment(env);
-        process.start(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments);
-        if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
-            return {};
-        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-                QString::fromUtf8(process.readAllStandardError())};
+        return runCommand(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments,
+                          homeEnvironment(m_home->path()));
     }
     QString ok(const QStringList& arguments)
     {
