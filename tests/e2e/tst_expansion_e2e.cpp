@@ -17,6 +17,7 @@ private:
     QProcess m_app;
     QProcess m_target;
     QString m_received;
+    QString m_window; // the plain field's window
     QString m_stderr;
 
     QProcessEnvironment environment() const
@@ -67,6 +68,8 @@ private Q_SLOTS:
                            u"Best regards,{cursor}!"_s}));
         QVERIFY(scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";cb"_s, u"--text"_s,
                            u"[{clipboard}]"_s}));
+        QVERIFY(scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"caf\u00e9"_s, u"--text"_s,
+                           u"coffee"_s}));
         QVERIFY(scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";fi"_s, u"--text"_s,
                            u"Dear {fill:Name} of {fill:City}."_s}));
 
@@ -99,6 +102,7 @@ private Q_SLOTS:
     void clipboardMacroAndRestore();
     void fillInFormCompleted();
     void fillInFormCancelled();
+    void deadKeyInAbbreviation();
     void secondInstanceDoesNotStart();
 };
 
@@ -153,6 +157,18 @@ void TestExpansionEndToEnd::fillInFormCancelled()
     QVERIFY(type(u"b;sig"_s)); // and expansion works again at once
     QTRY_COMPARE_WITH_TIMEOUT(received(), u"abBest regards,!"_s, 5000);
     QTest::qWait(700);
+}
+
+void TestExpansionEndToEnd::deadKeyInAbbreviation()
+{
+    if (!XvfbServer::run(u"setxkbmap"_s, {u"de"_s}))
+        QSKIP("no German layout");
+    // On a German keyboard the acute accent is a dead key: café is typed c a f ´ e.
+    QVERIFY(XvfbServer::run(u"xdotool"_s, {u"key"_s, u"--delay"_s, u"40"_s, u"c"_s, u"a"_s, u"f"_s,
+                                           u"dead_acute"_s, u"e"_s}));
+    QTRY_COMPARE_WITH_TIMEOUT(received(), u"coffee"_s, 5000);
+    QTest::qWait(700);
+    QVERIFY(XvfbServer::run(u"setxkbmap"_s, {u"us"_s}));
 }
 
 void TestExpansionEndToEnd::secondInstanceDoesNotStart()
