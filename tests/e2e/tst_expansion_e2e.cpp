@@ -1,3 +1,5 @@
+#include "CommandRun.h"
+#include "HttpTestServer.h"
 #include "XvfbServer.h"
 
 #include <QCoreApplication>
@@ -6,6 +8,7 @@
 #include <QTest>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 // ScrivLane as a user runs it: the real executable on a private X server, a real text field
 // in another process, and keys typed through XTEST by xdotool.
@@ -18,6 +21,7 @@ private:
     QProcess m_target;
     QString m_received;
     QString m_window; // the plain field's window
+    HttpTestServer m_ai;
     QString m_stderr;
 
     QProcessEnvironment environment() const
@@ -68,6 +72,16 @@ private Q_SLOTS:
                            u"Best regards,{cursor}!"_s}));
         QVERIFY(scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";cb"_s, u"--text"_s,
                            u"[{clipboard}]"_s}));
+        // An AI provider answering on this machine.
+        QVERIFY(m_ai.listen());
+        QVERIFY(scrivlane({u"ai"_s, u"provider"_s, u"custom"_s}));
+        QVERIFY(scrivlane({u"config"_s, u"set"_s, u"ai_base_url"_s, m_ai.baseUrl() + u"/v1"_s}));
+        QVERIFY(scrivlane({u"config"_s, u"set"_s, u"ai_enabled"_s, u"true"_s}));
+        QVERIFY(runCommand(QStringLiteral(SCRIVLANE_EXECUTABLE), {u"ai"_s, u"key"_s, u"set"_s},
+                           environment(), "sk-test\n")
+                    .exitCode == 0);
+        QVERIFY(scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";ai"_s, u"--text"_s,
+                           u"Q: {ai: greet {clipboard}} end"_s}));
         QVERIFY(scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"caf\u00e9"_s, u"--text"_s,
                            u"coffee"_s}));
         QVERIFY(scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";fi"_s, u"--text"_s,
@@ -103,6 +117,7 @@ private Q_SLOTS:
     void fillInFormCompleted();
     void fillInFormCancelled();
     void deadKeyInAbbreviation();
+    void aiMacroAnsweredByTheProvider();
     void secondInstanceDoesNotStart();
 };
 
@@ -169,6 +184,27 @@ void TestExpansionEndToEnd::deadKeyInAbbreviation()
     QTRY_COMPARE_WITH_TIMEOUT(received(), u"coffee"_s, 5000);
     QTest::qWait(700);
     QVERIFY(XvfbServer::run(u"setxkbmap"_s, {u"us"_s}));
+}
+
+void TestExpansionEndToEnd::aiMacroAnsweredByTheProvider()
+{
+    m_ai.setReply({200, R"({"choices":[{"message":{"role":"assistant","content":" Hello! "}}]})",
+                   200ms, false});
+    QVERIFY(type(u";ai"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(received(), u"Q: Hello! end"_s, 10000);
+    QCOMPARE(m_ai.requests().size(), 1);
+    QVERIFY(m_ai.requests().at(0).body.contains("greet"));
+    QCOMPARE(m_ai.requests().at(0).header("authorization"),
+             std::optional<QByteArray>("Bearer sk-test"));
+    QTest::qWait(700);
+
+    clearField();
+    m_ai.setReply({500, R"({"error":{"message":"overloaded"}})", 0ms, false});
+    QVERIFY(type(u";ai"_s));
+    QTRY_VERIFY_WITH_TIMEOUT(received().startsWith(u"Q: [AI error: "_s), 10000);
+    QVERIFY2(received().contains(u"overloaded"_s), qPrintable(received()));
+    QVERIFY(received().endsWith(u"] end"_s));
+    QTest::qWait(700);
 }
 
 void TestExpansionEndToEnd::secondInstanceDoesNotStart()
