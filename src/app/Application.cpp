@@ -180,14 +180,14 @@ int Application::run()
         p.player.get(), &defaults,
         QDir(AppPaths::dataDir()).absoluteFilePath(QStringLiteral("Sounds"))});
 
-    if (defaults.value(QStringLiteral("tw_iCloudSyncEnabled"), false).toBool()) {
-        p.sharedPreferences =
-            std::make_unique<JsonFileKeyValueStore>(SettingsSyncService::syncFolder(defaults));
-        p.preferenceSync = std::make_unique<SettingsSyncService>(
-            SettingsSyncService::Dependencies{p.sharedPreferences.get(), &defaults});
-        p.preferenceSync->connectOwners(p.expansion.get(), p.sound.get());
+    // Changes are pushed from the start; values from other machines are read once sync is on.
+    p.sharedPreferences =
+        std::make_unique<JsonFileKeyValueStore>(SettingsSyncService::syncFolder(defaults));
+    p.preferenceSync = std::make_unique<SettingsSyncService>(
+        SettingsSyncService::Dependencies{p.sharedPreferences.get(), &defaults});
+    p.preferenceSync->connectOwners(p.expansion.get(), p.sound.get());
+    if (defaults.value(QStringLiteral("tw_iCloudSyncEnabled"), false).toBool())
         p.preferenceSync->start();
-    }
 
     p.generating = std::make_unique<GeneratingPanel>([this]() -> QRect {
         const auto focused = m_parts->keys->focusedWindow();
