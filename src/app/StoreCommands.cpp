@@ -180,23 +180,6 @@ Outcome snippetChange(Store& store, const QString& action, const QStringList& ar
     return afterSave(store, QString());
 }
 
-Outcome runSnippet(const QStringList& arguments)
-{
-    const QString action = arguments.value(1);
-    const QStringList rest = subcommandArguments(arguments);
-    if (action != u"add"_s && action != u"list"_s && action != u"trash"_s &&
-        action != u"restore"_s && action != u"delete"_s)
-        return Cli::usageError(u"snippet: expected add, list, trash, restore or delete"_s);
-    Store& store = Store::shared();
-    if (auto failed = unavailable(store))
-        return *failed;
-    if (action == u"add"_s)
-        return snippetAdd(store, rest);
-    if (action == u"list"_s)
-        return snippetList(store, rest);
-    return snippetChange(store, action, rest);
-}
-
 Outcome categoryAdd(Store& store, const QStringList& arguments)
 {
     QCommandLineParser parser;
@@ -255,21 +238,36 @@ Outcome categoryChange(Store& store, const QString& action, const QStringList& a
     return afterSave(store, QString());
 }
 
-Outcome runCategory(const QStringList& arguments)
+// "snippet ACTION ..." and "category ACTION ...": the same five actions on either kind.
+using Action = Outcome (*)(Store&, const QStringList&);
+using ChangeAction = Outcome (*)(Store&, const QString&, const QStringList&);
+
+Outcome runRecordCommand(const QStringList& arguments, Action add, Action list, ChangeAction change)
 {
     const QString action = arguments.value(1);
     const QStringList rest = subcommandArguments(arguments);
     if (action != u"add"_s && action != u"list"_s && action != u"trash"_s &&
         action != u"restore"_s && action != u"delete"_s)
-        return Cli::usageError(u"category: expected add, list, trash, restore or delete"_s);
+        return Cli::usageError(arguments.first() +
+                               u": expected add, list, trash, restore or delete"_s);
     Store& store = Store::shared();
     if (auto failed = unavailable(store))
         return *failed;
     if (action == u"add"_s)
-        return categoryAdd(store, rest);
+        return add(store, rest);
     if (action == u"list"_s)
-        return categoryList(store, rest);
-    return categoryChange(store, action, rest);
+        return list(store, rest);
+    return change(store, action, rest);
+}
+
+Outcome runSnippet(const QStringList& arguments)
+{
+    return runRecordCommand(arguments, snippetAdd, snippetList, snippetChange);
+}
+
+Outcome runCategory(const QStringList& arguments)
+{
+    return runRecordCommand(arguments, categoryAdd, categoryList, categoryChange);
 }
 
 Outcome runPurge(const QStringList& arguments)
