@@ -13,12 +13,66 @@ template <typename Enum> std::optional<Enum> fromRaw(const QList<Enum>& all, con
     return std::nullopt;
 }
 
+// Everything fixed about a provider, in one row each.
+struct ProviderFacts {
+    AIProvider provider;
+    QString raw;
+    QString displayName;
+    QString defaultModel;
+    QString defaultBaseURL;
+    QStringList defaultModels;
+};
+
+const QList<ProviderFacts>& providerTable()
+{
+    static const QList<ProviderFacts> table{
+        {AIProvider::openAI,
+         u"openai"_s,
+         u"OpenAI"_s,
+         u"gpt-4o-mini"_s,
+         u"https://api.openai.com/v1"_s,
+         {u"gpt-4o-mini"_s, u"gpt-4o"_s, u"o3"_s}},
+        {AIProvider::anthropic,
+         u"anthropic"_s,
+         u"Anthropic"_s,
+         u"claude-haiku-4-5-20251001"_s,
+         u"https://api.anthropic.com/v1"_s,
+         {u"claude-haiku-4-5-20251001"_s, u"claude-sonnet-4-6"_s, u"claude-opus-4-7"_s}},
+        {AIProvider::grok,
+         u"grok"_s,
+         u"Grok (xAI)"_s,
+         u"grok-3-mini"_s,
+         u"https://api.x.ai/v1"_s,
+         {u"grok-3-mini"_s, u"grok-3"_s}},
+        {AIProvider::ollama,
+         u"ollama"_s,
+         u"Ollama (Local)"_s,
+         u"llama3.2"_s,
+         u"http://localhost:11434/v1"_s,
+         {}},
+        {AIProvider::custom, u"custom"_s, u"Custom"_s, {}, {}, {}},
+    };
+    return table;
+}
+
+const ProviderFacts& facts(AIProvider provider)
+{
+    for (const ProviderFacts& row : providerTable())
+        if (row.provider == provider)
+            return row;
+    return providerTable().last();
+}
+
 } // namespace
 
 const QList<AIProvider>& allProviders()
 {
-    static const QList<AIProvider> all{AIProvider::openAI, AIProvider::anthropic, AIProvider::grok,
-                                       AIProvider::ollama, AIProvider::custom};
+    static const QList<AIProvider> all = [] {
+        QList<AIProvider> list;
+        for (const ProviderFacts& row : providerTable())
+            list.append(row.provider);
+        return list;
+    }();
     return all;
 }
 
@@ -40,19 +94,7 @@ const QList<AnthropicEnterpriseEndpointStyle>& allEndpointStyles()
 
 QString rawValue(AIProvider provider)
 {
-    switch (provider) {
-    case AIProvider::openAI:
-        return u"openai"_s;
-    case AIProvider::anthropic:
-        return u"anthropic"_s;
-    case AIProvider::grok:
-        return u"grok"_s;
-    case AIProvider::ollama:
-        return u"ollama"_s;
-    case AIProvider::custom:
-        return u"custom"_s;
-    }
-    return {};
+    return facts(provider).raw;
 }
 
 QString rawValue(AnthropicEnterpriseAuthType authType)
@@ -100,67 +142,20 @@ std::optional<AnthropicEnterpriseEndpointStyle> endpointStyleFromRawValue(const 
 
 QString displayName(AIProvider provider)
 {
-    switch (provider) {
-    case AIProvider::openAI:
-        return u"OpenAI"_s;
-    case AIProvider::anthropic:
-        return u"Anthropic"_s;
-    case AIProvider::grok:
-        return u"Grok (xAI)"_s;
-    case AIProvider::ollama:
-        return u"Ollama (Local)"_s;
-    case AIProvider::custom:
-        return u"Custom"_s;
-    }
-    return {};
+    return facts(provider).displayName;
 }
 
 QString defaultModel(AIProvider provider)
 {
-    switch (provider) {
-    case AIProvider::openAI:
-        return u"gpt-4o-mini"_s;
-    case AIProvider::anthropic:
-        return u"claude-haiku-4-5-20251001"_s;
-    case AIProvider::grok:
-        return u"grok-3-mini"_s;
-    case AIProvider::ollama:
-        return u"llama3.2"_s;
-    case AIProvider::custom:
-        return {};
-    }
-    return {};
+    return facts(provider).defaultModel;
 }
 
 QString defaultBaseURL(AIProvider provider)
 {
-    switch (provider) {
-    case AIProvider::openAI:
-        return u"https://api.openai.com/v1"_s;
-    case AIProvider::anthropic:
-        return u"https://api.anthropic.com/v1"_s;
-    case AIProvider::grok:
-        return u"https://api.x.ai/v1"_s;
-    case AIProvider::ollama:
-        return u"http://localhost:11434/v1"_s;
-    case AIProvider::custom:
-        return {};
-    }
-    return {};
+    return facts(provider).defaultBaseURL;
 }
 
 QStringList defaultModels(AIProvider provider)
 {
-    switch (provider) {
-    case AIProvider::openAI:
-        return {u"gpt-4o-mini"_s, u"gpt-4o"_s, u"o3"_s};
-    case AIProvider::anthropic:
-        return {u"claude-haiku-4-5-20251001"_s, u"claude-sonnet-4-6"_s, u"claude-opus-4-7"_s};
-    case AIProvider::grok:
-        return {u"grok-3-mini"_s, u"grok-3"_s};
-    case AIProvider::ollama:
-    case AIProvider::custom:
-        return {};
-    }
-    return {};
+    return facts(provider).defaultModels;
 }
