@@ -1,6 +1,7 @@
 // Export and restore of a library of 10,000 snippets.
 
 #include "BackupService.h"
+#include "BenchSupport.h"
 #include "CategoryEntity.h"
 #include "PersistenceController.h"
 #include "SnippetEntity.h"
@@ -15,24 +16,10 @@ namespace {
 
 constexpr int librarySize = 10'000;
 
-std::unique_ptr<PersistenceController> openStore(const QString& path)
-{
-    PersistenceController::Options options;
-    options.databasePath = path;
-    options.watchForExternalChanges = false;
-    return std::make_unique<PersistenceController>(std::move(options));
-}
-
-QTemporaryDir& folder()
-{
-    static QTemporaryDir dir;
-    return dir;
-}
-
 PersistenceController& library()
 {
     static std::unique_ptr<PersistenceController> store = [] {
-        auto s = openStore(folder().filePath(QStringLiteral("library.sqlite")));
+        auto s = openBenchStore(benchFolder().filePath(QStringLiteral("library.sqlite")));
         const QDateTime now = QDateTime::currentDateTimeUtc();
         CategoryEntity* work = s->createCategory(QStringLiteral("Work"), QStringLiteral("#4A90D9"));
         for (int i = 0; i < librarySize; ++i) {
@@ -51,7 +38,7 @@ PersistenceController& library()
 
 void exportLibrary(benchmark::State& state)
 {
-    const QString out = folder().filePath(QStringLiteral("out"));
+    const QString out = benchFolder().filePath(QStringLiteral("out"));
     QDir().mkpath(out);
     for (auto _ : state) {
         const auto outcome =
@@ -63,16 +50,16 @@ void exportLibrary(benchmark::State& state)
 
 void restoreIntoEmptyLibrary(benchmark::State& state)
 {
-    const QString out = folder().filePath(QStringLiteral("out"));
+    const QString out = benchFolder().filePath(QStringLiteral("out"));
     QDir().mkpath(out);
     const QString file =
         BackupService::exportBackup(out, library(), {}, QDateTime::currentDateTimeUtc()).filePath;
-    const QString path = folder().filePath(QStringLiteral("restored.sqlite"));
+    const QString path = benchFolder().filePath(QStringLiteral("restored.sqlite"));
     for (auto _ : state) {
         state.PauseTiming();
         for (const QString& suffix : {QString(), QStringLiteral("-wal"), QStringLiteral("-shm")})
             QFile::remove(path + suffix);
-        auto store = openStore(path);
+        auto store = openBenchStore(path);
         state.ResumeTiming();
         const auto result =
             BackupService::restoreBackup(file, *store, [](const AppSettingsBackup&) {});
@@ -98,11 +85,4 @@ BENCHMARK(restoreIntoEmptyLibrary)
     ->Repetitions(3)
     ->ReportAggregatesOnly(true);
 
-int main(int argc, char** argv)
-{
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+SCRIVLANE_BENCHMARK_MAIN()

@@ -1,6 +1,7 @@
 // The store with a library of 10,000 snippets: opening and loading it, saving one edit, and
 // purging 10,000 expired records from Recently Deleted.
 
+#include "BenchSupport.h"
 #include "PersistenceController.h"
 #include "SnippetEntity.h"
 
@@ -13,30 +14,15 @@ namespace {
 
 constexpr int librarySize = 10'000;
 
-QTemporaryDir& folder()
-{
-    static QTemporaryDir dir;
-    return dir;
-}
-
-std::unique_ptr<PersistenceController> openStore(const QString& path, QDateTime now)
-{
-    PersistenceController::Options options;
-    options.databasePath = path;
-    options.watchForExternalChanges = false;
-    options.clock = [now] { return now; };
-    return std::make_unique<PersistenceController>(std::move(options));
-}
-
 // A library file with realistic snippets, trashed long ago when asked.
 QString library(bool trashed)
 {
-    const QString path = folder().filePath(trashed ? QStringLiteral("trashed.sqlite")
-                                                   : QStringLiteral("live.sqlite"));
+    const QString path = benchFolder().filePath(trashed ? QStringLiteral("trashed.sqlite")
+                                                        : QStringLiteral("live.sqlite"));
     if (QFile::exists(path))
         return path;
     const QDateTime then = QDateTime::currentDateTimeUtc().addDays(-40);
-    auto store = openStore(path, then);
+    auto store = openBenchStore(path, then);
     CategoryEntity* category =
         store->createCategory(QStringLiteral("Work"), QStringLiteral("#4A90D9"));
     for (int i = 0; i < librarySize; ++i) {
@@ -57,14 +43,14 @@ void openAndLoad(benchmark::State& state)
 {
     const QString path = library(false);
     for (auto _ : state) {
-        auto store = openStore(path, QDateTime::currentDateTimeUtc());
+        auto store = openBenchStore(path, QDateTime::currentDateTimeUtc());
         benchmark::DoNotOptimize(store->fetchActiveSnippets().size());
     }
 }
 
 void saveOneEdit(benchmark::State& state)
 {
-    auto store = openStore(library(false), QDateTime::currentDateTimeUtc());
+    auto store = openBenchStore(library(false), QDateTime::currentDateTimeUtc());
     SnippetEntity* snippet = store->fetchAllSnippets().at(librarySize / 2);
     int round = 0;
     for (auto _ : state) {
@@ -76,12 +62,12 @@ void saveOneEdit(benchmark::State& state)
 void purgeExpired(benchmark::State& state)
 {
     const QString source = library(true);
-    const QString path = folder().filePath(QStringLiteral("purge.sqlite"));
+    const QString path = benchFolder().filePath(QStringLiteral("purge.sqlite"));
     for (auto _ : state) {
         state.PauseTiming();
         QFile::remove(path);
         QFile::copy(source, path);
-        auto store = openStore(path, QDateTime::currentDateTimeUtc());
+        auto store = openBenchStore(path, QDateTime::currentDateTimeUtc());
         state.ResumeTiming();
         store->purgeOldTrash();
         state.PauseTiming();
@@ -100,11 +86,4 @@ BENCHMARK(purgeExpired)
     ->Repetitions(3)
     ->ReportAggregatesOnly(true);
 
-int main(int argc, char** argv)
-{
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+SCRIVLANE_BENCHMARK_MAIN()
