@@ -158,10 +158,15 @@ void ExpansionPipeline::insertPlainText(const QString& text)
 
 void ExpansionPipeline::paste(const ClipboardContents& contents, qsizetype cursorCount)
 {
-    const ClipboardContents saved = m_parts.clipboard->save();
-    m_parts.clipboard->write(contents);
+    const PasteShortcut shortcut = m_parts.pasteShortcut();
+    // Shift+Insert pastes the primary selection in xterm and the clipboard elsewhere.
+    const PasteSelections selections = shortcut == PasteShortcut::shiftInsert
+                                           ? PasteSelections::clipboardAndPrimary
+                                           : PasteSelections::clipboard;
+    const SavedClipboard saved = m_parts.clipboard->save(selections);
+    m_parts.clipboard->write(contents, selections);
     m_parts.keys->waitForModifiersReleased(modifierWait);
-    m_parts.keys->pressPaste(m_parts.pasteShortcut());
+    m_parts.keys->pressPaste(shortcut);
     m_parts.scheduler->schedule(restoreDelay, this, [this, saved] {
         m_parts.clipboard->restore(saved, [self = QPointer<ExpansionPipeline>(this)] {
             if (self)

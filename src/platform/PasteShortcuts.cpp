@@ -37,11 +37,6 @@ PasteShortcut PasteShortcuts::forWindowClass(const QString& windowClass) const
     return m_table.value(windowClass.toLower(), PasteShortcut::controlV);
 }
 
-bool PasteShortcuts::pastesPrimary(const QString& windowClass) const
-{
-    return forWindowClass(windowClass) == PasteShortcut::shiftInsert;
-}
-
 QStringList PasteShortcuts::addUserEntries(const QStringList& entries)
 {
     QStringList unreadable;

@@ -14,8 +14,6 @@ public:
     PasteShortcut forWindowClass(const QString& windowClass) const;
     // Adds or overrides entries from the preferences; returns the entries it could not read.
     QStringList addUserEntries(const QStringList& entries);
-    // Whether applications of this class paste the primary selection (so it must hold the text).
-    bool pastesPrimary(const QString& windowClass) const;
 
 private:
     QHash<QString, PasteShortcut> m_table;

@@ -43,6 +43,34 @@ void fill(QMimeData& data, const ClipboardContents& contents)
     }
 }
 
+ClipboardContents readSelection(QClipboard::Mode mode)
+{
+    ClipboardContents saved;
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData(mode);
+    if (!data)
+        return saved;
+    for (const QString& format : data->formats()) {
+        if (isProtocolTarget(format))
+            continue;
+        const QByteArray bytes = data->data(format);
+        if (!bytes.isNull())
+            saved.append({format, bytes});
+    }
+    return saved;
+}
+
+// Gives a selection the user's contents back; an empty one stays empty.
+void putBack(QClipboard::Mode mode, const ClipboardContents& contents)
+{
+    if (contents.isEmpty()) {
+        QGuiApplication::clipboard()->clear(mode);
+        return;
+    }
+    auto* data = new QMimeData;
+    fill(*data, contents);
+    QGuiApplication::clipboard()->setMimeData(data, mode);
+}
+
 } // namespace
 
 QtClipboard::QtClipboard(QObject* parent) : QObject(parent)
@@ -73,36 +101,35 @@ std::optional<QString> QtClipboard::plainText() const
     return m_text;
 }
 
-ClipboardContents QtClipboard::save()
+SavedClipboard QtClipboard::save(PasteSelections selections)
 {
-    ClipboardContents saved;
-    const QMimeData* data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
-    if (!data)
-        return saved;
-    for (const QString& format : data->formats()) {
-        if (isProtocolTarget(format))
-            continue;
-        const QByteArray bytes = data->data(format);
-        if (!bytes.isNull())
-            saved.append({format, bytes});
-    }
+    SavedClipboard saved;
+    saved.clipboard = readSelection(QClipboard::Clipboard);
+    if (selections == PasteSelections::clipboardAndPrimary)
+        saved.primary = readSelection(QClipboard::Selection);
     return saved;
 }
 
-void QtClipboard::write(const ClipboardContents& contents)
+void QtClipboard::write(const ClipboardContents& contents, PasteSelections selections)
 {
+    // One flag for both: the application reads whichever selection its paste key takes.
     m_expansionRead = std::make_shared<std::atomic<bool>>(false);
-    auto* data = new WatchedMimeData(m_expansionRead);
-    fill(*data, contents);
-    QGuiApplication::clipboard()->setMimeData(data, QClipboard::Clipboard);
+    const auto serve = [&](QClipboard::Mode mode) {
+        auto* data = new WatchedMimeData(m_expansionRead);
+        fill(*data, contents);
+        QGuiApplication::clipboard()->setMimeData(data, mode);
+    };
+    serve(QClipboard::Clipboard);
+    if (selections == PasteSelections::clipboardAndPrimary)
+        serve(QClipboard::Selection);
 }
 
-void QtClipboard::restore(const ClipboardContents& saved, std::function<void()> done)
+void QtClipboard::restore(const SavedClipboard& saved, std::function<void()> done)
 {
     restoreWhenRead(saved, std::move(done), std::chrono::milliseconds(0));
 }
 
-void QtClipboard::restoreWhenRead(const ClipboardContents& saved, std::function<void()> done,
+void QtClipboard::restoreWhenRead(const SavedClipboard& saved, std::function<void()> done,
                                   std::chrono::milliseconds waited)
 {
     // An application that has not fetched the expansion yet would paste the user's own
@@ -116,12 +143,8 @@ void QtClipboard::restoreWhenRead(const ClipboardContents& saved, std::function<
         return;
     }
     m_expansionRead.reset();
-    if (saved.isEmpty()) {
-        QGuiApplication::clipboard()->clear(QClipboard::Clipboard);
-    } else {
-        auto* data = new QMimeData;
-        fill(*data, saved);
-        QGuiApplication::clipboard()->setMimeData(data, QClipboard::Clipboard);
-    }
+    putBack(QClipboard::Clipboard, saved.clipboard);
+    if (saved.primary)
+        putBack(QClipboard::Selection, *saved.primary);
     done();
 }

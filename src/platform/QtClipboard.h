@@ -24,14 +24,14 @@ public:
     explicit QtClipboard(QObject* parent = nullptr);
     ~QtClipboard() override;
 
-    ClipboardContents save() override;
-    void write(const ClipboardContents& contents) override;
-    void restore(const ClipboardContents& saved, std::function<void()> done) override;
+    SavedClipboard save(PasteSelections selections) override;
+    void write(const ClipboardContents& contents, PasteSelections selections) override;
+    void restore(const SavedClipboard& saved, std::function<void()> done) override;
     std::optional<QString> plainText() const override;
 
 private:
     void refreshText();
-    void restoreWhenRead(const ClipboardContents& saved, std::function<void()> done,
+    void restoreWhenRead(const SavedClipboard& saved, std::function<void()> done,
                          std::chrono::milliseconds waited);
 
     mutable std::mutex m_lock;

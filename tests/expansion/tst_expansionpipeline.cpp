@@ -45,6 +45,7 @@ struct World final : KeyInjector, ExpansionClipboard, FillInPresenter, Generatin
     VirtualClock clock;
     QStringList log;
     ClipboardContents clipboard{{u"image/png"_s, "PNGDATA"}, {u"text/plain"_s, "mine"}};
+    ClipboardContents primary{{u"text/plain"_s, "selected"}};
     QList<FillInField> fields;
     std::function<void(const QHash<QString, QString>&)> complete;
     std::function<void()> cancel;
@@ -56,19 +57,29 @@ struct World final : KeyInjector, ExpansionClipboard, FillInPresenter, Generatin
     void pressBackspace(int n) override { note(u"backspace "_s + QString::number(n)); }
     void pressLeftArrow(int n) override { note(u"left "_s + QString::number(n)); }
     void pressPaste(PasteShortcut s) override { note(u"paste "_s + QString::number(int(s))); }
-    ClipboardContents save() override { return clipboard; }
-    void write(const ClipboardContents& c) override
+    SavedClipboard save(PasteSelections s) override
+    {
+        return {clipboard, s == PasteSelections::clipboardAndPrimary
+                               ? std::optional<ClipboardContents>(primary)
+                               : std::nullopt};
+    }
+    void write(const ClipboardContents& c, PasteSelections s) override
     {
         clipboard = c;
+        if (s == PasteSelections::clipboardAndPrimary)
+            primary = c;
         QString text;
         for (const ClipboardEntry& e : c)
             if (e.mimeType.startsWith(u"text/plain"_s))
                 text = QString::fromUtf8(e.data);
-        note(u"write "_s + text);
+        note(u"write "_s + text +
+             (s == PasteSelections::clipboardAndPrimary ? u" +primary"_s : QString()));
     }
-    void restore(const ClipboardContents& saved, std::function<void()> done) override
+    void restore(const SavedClipboard& saved, std::function<void()> done) override
     {
-        clipboard = saved;
+        clipboard = saved.clipboard;
+        if (saved.primary)
+            primary = *saved.primary;
         note(u"restore"_s);
         done();
     }
@@ -93,6 +104,7 @@ private:
     std::unique_ptr<TextExpansionService> m_service;
     std::unique_ptr<ExpansionPipeline> m_pipeline;
     bool m_aiEnabled = true;
+    PasteShortcut m_shortcut = PasteShortcut::controlShiftV;
 
     void run(const ExpansionRequest& request, qint64 ms = 2000)
     {
@@ -105,6 +117,7 @@ private Q_SLOTS:
     {
         m_world = World();
         m_aiEnabled = true;
+        m_shortcut = PasteShortcut::controlShiftV;
         m_service = std::make_unique<TextExpansionService>(
             TextExpansionService::Dependencies{&m_world.clock, nullptr, nullptr, nullptr});
         m_service->updateSnippets({{u"sig"_s, u"Ada {clipboard}"_s, false, std::nullopt}});
@@ -118,7 +131,7 @@ private Q_SLOTS:
                                            m_world.prompt = p;
                                            m_world.reply = std::move(done);
                                        },
-                                       [] { return PasteShortcut::controlShiftV; },
+                                       [this] { return m_shortcut; },
                                        [this] { m_world.note(u"sound"_s); }};
         m_pipeline = std::make_unique<ExpansionPipeline>(m_service.get(), parts);
     }
@@ -129,6 +142,8 @@ private Q_SLOTS:
     void aiReplyAndFailure_data();
     void aiReplyAndFailure();
     void richSnippet();
+    void selectionsTakenByPasteKey_data();
+    void selectionsTakenByPasteKey();
     void serviceGoneMidway();
 };
 
@@ -230,6 +245,31 @@ void TestExpansionPipeline::richSnippet()
         types << e.mimeType;
     QVERIFY2(types.contains(u"text/rtf"_s) && types.contains(u"text/html"_s),
              qPrintable(types.join(u' ')));
+}
+
+void TestExpansionPipeline::selectionsTakenByPasteKey_data()
+{
+    QTest::addColumn<PasteShortcut>("shortcut");
+    QTest::addColumn<QString>("written");
+    QTest::newRow("Control+V") << PasteShortcut::controlV << u"60 write Hi"_s;
+    QTest::newRow("terminal") << PasteShortcut::controlShiftV << u"60 write Hi"_s;
+    QTest::newRow("xterm's Shift+Insert")
+        << PasteShortcut::shiftInsert << u"60 write Hi +primary"_s;
+}
+
+void TestExpansionPipeline::selectionsTakenByPasteKey()
+{
+    QFETCH(PasteShortcut, shortcut);
+    QFETCH(QString, written);
+    m_shortcut = shortcut;
+    m_pipeline->performExpansion({1, u"Hi"_s, false, std::nullopt, std::nullopt});
+    m_world.clock.advance(60);
+    QVERIFY2(m_world.log.contains(written), qPrintable(m_world.log.join(u" | ")));
+    QVERIFY(m_world.log.contains(u"60 paste "_s + QString::number(int(shortcut))));
+    m_world.clock.advance(1000);
+    // Whatever was taken is the user's again.
+    QCOMPARE(m_world.primary, (ClipboardContents{{u"text/plain"_s, "selected"}}));
+    QCOMPARE(m_world.clipboard.size(), 2);
 }
 
 void TestExpansionPipeline::serviceGoneMidway()

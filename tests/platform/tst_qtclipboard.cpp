@@ -18,10 +18,11 @@ class TestQtClipboard : public QObject {
 private:
     // Runs xclip while our event loop keeps serving the selection.
     static std::optional<QByteArray> xclip(const QStringList& arguments,
-                                           const QByteArray& input = {})
+                                           const QByteArray& input = {},
+                                           const QString& selection = u"clipboard"_s)
     {
         QProcess process;
-        process.start(u"xclip"_s, QStringList{u"-selection"_s, u"clipboard"_s} + arguments);
+        process.start(u"xclip"_s, QStringList{u"-selection"_s, selection} + arguments);
         if (!process.waitForStarted())
             return std::nullopt;
         if (!input.isNull()) {
@@ -57,54 +58,80 @@ private Q_SLOTS:
 
 void TestQtClipboard::userContentComesBack_data()
 {
-    QTest::addColumn<QString>("type"); // empty: the clipboard starts empty
+    QTest::addColumn<QString>("selection");
+    QTest::addColumn<QString>("type"); // empty: the selection starts empty
     QTest::addColumn<QByteArray>("content");
-    QTest::newRow("text") << u"UTF8_STRING"_s << QByteArray("mine, with ümlauts\n");
-    QTest::newRow("image") << u"image/png"_s << png();
-    QTest::newRow("empty") << QString() << QByteArray();
+    QTest::newRow("text") << u"clipboard"_s << u"UTF8_STRING"_s
+                          << QByteArray("mine, with ümlauts\n");
+    QTest::newRow("image") << u"clipboard"_s << u"image/png"_s << png();
+    QTest::newRow("empty") << u"clipboard"_s << QString() << QByteArray();
+    QTest::newRow("primary text") << u"primary"_s << u"UTF8_STRING"_s
+                                  << QByteArray("selected in xterm");
+    QTest::newRow("primary empty") << u"primary"_s << QString() << QByteArray();
 }
 
 void TestQtClipboard::userContentComesBack()
 {
+    QFETCH(QString, selection);
     QFETCH(QString, type);
     QFETCH(QByteArray, content);
+    const bool primary = selection == u"primary"_s;
+    const PasteSelections selections =
+        primary ? PasteSelections::clipboardAndPrimary : PasteSelections::clipboard;
+    const QClipboard::Mode mode = primary ? QClipboard::Selection : QClipboard::Clipboard;
     QtClipboard clipboard;
+    if (primary)
+        QVERIFY(xclip({u"-i"_s}, "the clipboard's own"));
     if (type.isEmpty()) {
-        QGuiApplication::clipboard()->setMimeData(new QMimeData);
-        QGuiApplication::clipboard()->clear();
+        QGuiApplication::clipboard()->setMimeData(new QMimeData, mode);
+        QGuiApplication::clipboard()->clear(mode);
     } else {
-        QVERIFY(xclip({u"-t"_s, type, u"-i"_s}, content));
+        QVERIFY(xclip({u"-t"_s, type, u"-i"_s}, content, selection));
     }
-    ClipboardContents saved;
-    // xclip takes the clipboard from a child process, a moment later.
+    SavedClipboard saved;
+    const auto taken = [&] {
+        return primary ? saved.primary.value_or(ClipboardContents()) : saved.clipboard;
+    };
+    // xclip takes the selection from a child process, a moment later.
     const auto holdsContent = [&] {
-        saved = clipboard.save();
-        return std::any_of(saved.cbegin(), saved.cend(),
-                           [&](const ClipboardEntry& e) { return e.data == content; });
+        saved = clipboard.save(selections);
+        const ClipboardContents entries = taken();
+        return std::any_of(entries.cbegin(), entries.cend(),
+                           [&](const ClipboardEntry& e) { return e.data == content; }) &&
+               (!primary ||
+                saved.clipboard.contains(ClipboardEntry{u"text/plain"_s, "the clipboard's own"}));
     };
     if (!type.isEmpty())
         QTRY_VERIFY(holdsContent());
-    QCOMPARE(saved.isEmpty(), type.isEmpty());
+    else
+        saved = clipboard.save(selections);
+    QCOMPARE(saved.primary.has_value(), primary);
+    QCOMPARE(taken().isEmpty(), type.isEmpty());
 
-    clipboard.write({{u"text/plain"_s, "expansion ✓"}});
+    clipboard.write({{u"text/plain"_s, "expansion ✓"}}, selections);
+    QCOMPARE(xclip({u"-o"_s}, {}, selection), std::optional(QByteArray("expansion ✓")));
     QCOMPARE(xclip({u"-o"_s}), std::optional(QByteArray("expansion ✓")));
     bool done = false;
     clipboard.restore(saved, [&] { done = true; });
     QVERIFY(done); // already read: back at once
     if (type.isEmpty()) {
-        QCOMPARE(xclip({u"-o"_s}), std::nullopt); // left empty, never holding the expansion
+        // Left empty, never holding the expansion.
+        QCOMPARE(xclip({u"-o"_s}, {}, selection), std::nullopt);
     } else {
-        QCOMPARE(xclip({u"-t"_s, type, u"-o"_s}), std::optional(content));
+        QCOMPARE(xclip({u"-t"_s, type, u"-o"_s}, {}, selection), std::optional(content));
     }
+    if (primary)
+        QCOMPARE(xclip({u"-o"_s}), std::optional(QByteArray("the clipboard's own")));
 }
 
 void TestQtClipboard::restoreWaitsForTheRead()
 {
     QtClipboard clipboard;
     QVERIFY(xclip({u"-i"_s}, "before"));
-    ClipboardContents saved;
-    QTRY_VERIFY((saved = clipboard.save()).contains(ClipboardEntry{u"text/plain"_s, "before"}));
-    clipboard.write({{u"text/plain"_s, "slow reader"}});
+    SavedClipboard saved;
+    QTRY_VERIFY((saved = clipboard.save(PasteSelections::clipboard))
+                    .clipboard.contains(ClipboardEntry{u"text/plain"_s, "before"}));
+    clipboard.write({{u"text/plain"_s, "slow reader"}}, PasteSelections::clipboard);
     bool done = false;
     clipboard.restore(saved, [&] { done = true; });
     QTest::qWait(300);
