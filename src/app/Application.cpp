@@ -233,13 +233,28 @@ int Application::run()
 
     // Watching keys needs RECORD and XTEST; without them, keep asking every 1.5 s.
     p.monitor = std::make_unique<X11KeyboardMonitor>();
-    const auto startMonitoring = [this] {
+    // The monitor's own connections broke while ours still stands (when the whole display goes,
+    // Qt ends this process and the supervisor starts another).
+    const auto monitoringLost = [this] {
+        Parts& state = *m_parts;
+        state.monitor->stop();
+        state.expansion->setAccessibilityGranted(false);
+        state.toldMissingPermission = true; // this line says it; the retries stay quiet
+        qCWarning(lcApp) << "Lost the X connection that watches the keyboard; trying again every "
+                            "1.5 seconds.";
+        state.permissionPoll.start();
+    };
+    const auto startMonitoring = [this, monitoringLost] {
         Parts& state = *m_parts;
         TextExpansionService* service = state.expansion.get();
         const bool started =
-            state.keys->isAvailable() && state.monitor->start([service](const KeyEvent& event) {
-                service->handleKeyDown(event);
-            });
+            state.keys->isAvailable() &&
+            state.monitor->start(
+                [service](const KeyEvent& event) { service->handleKeyDown(event); },
+                [this, monitoringLost] {
+                    // Told on the monitor's thread; the engine lives on this one.
+                    QMetaObject::invokeMethod(this, monitoringLost, Qt::QueuedConnection);
+                });
         service->setAccessibilityGranted(started);
         if (started) {
             state.permissionPoll.stop();

@@ -1,8 +1,10 @@
 #include "Application.h"
 #include "CommandLine.h"
+#include "Supervisor.h"
 
 #include <QApplication>
 #include <QCoreApplication>
+#include <QTimer>
 #include <cstdio>
 
 namespace {
@@ -37,6 +39,9 @@ int main(int argc, char* argv[])
                    stderr);
         return 1;
     }
+    if (!Supervisor::isChild())
+        return Supervisor::run(argv);
+    SupervisedChild supervisor;
     // No session bus: without this, Qt's accessibility bridge can hang trying to start one.
     if (qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
         qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
@@ -44,6 +49,11 @@ int main(int argc, char* argv[])
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("ScrivLane"));
     QApplication::setQuitOnLastWindowClosed(false);
+    supervisor.quitOnTerminationSignals();
     Application scrivlane;
-    return scrivlane.run();
+    // The event loop runs once the engine is wired; a second ScrivLane returns before it.
+    QTimer::singleShot(0, &app, [&supervisor] { supervisor.reportUp(); });
+    const int status = scrivlane.run();
+    supervisor.reportDone();
+    return status;
 }

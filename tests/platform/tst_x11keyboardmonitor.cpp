@@ -2,6 +2,7 @@
 #include "XvfbServer.h"
 
 #include <QTest>
+#include <atomic>
 #include <mutex>
 
 using namespace Qt::StringLiterals;
@@ -15,6 +16,13 @@ private:
     X11KeyboardMonitor m_monitor;
     std::mutex m_lock;
     QList<KeyEvent> m_events;
+    std::atomic<int> m_losses{0};
+
+    void record(const KeyEvent& e)
+    {
+        std::lock_guard lock(m_lock);
+        m_events.append(e);
+    }
 
     QList<KeyEvent> take(int count)
     {
@@ -41,10 +49,7 @@ private Q_SLOTS:
         m_server = std::make_unique<XvfbServer>();
         if (!m_server->isRunning() || QStandardPaths::findExecutable(u"xdotool"_s).isEmpty())
             QSKIP("needs Xvfb and xdotool");
-        QVERIFY2(m_monitor.start([this](const KeyEvent& e) {
-            std::lock_guard lock(m_lock);
-            m_events.append(e);
-        }),
+        QVERIFY2(m_monitor.start([this](const KeyEvent& e) { record(e); }, [this] { ++m_losses; }),
                  qPrintable(m_monitor.lastError()));
     }
     void cleanupTestCase()
@@ -56,6 +61,8 @@ private Q_SLOTS:
     void keys();
     void layoutSwitchAndDeadKeys();
     void restartsAfterStop();
+    void serverGoesAwayAndComesBack_data();
+    void serverGoesAwayAndComesBack();
     void noDisplay();
 };
 
@@ -130,13 +137,50 @@ void TestX11KeyboardMonitor::restartsAfterStop()
         std::lock_guard lock(m_lock);
         QVERIFY(m_events.isEmpty()); // nothing seen while stopped
     }
-    QVERIFY(m_monitor.start([this](const KeyEvent& e) {
-        std::lock_guard lock(m_lock);
-        m_events.append(e);
-    }));
+    QCOMPARE(m_losses.load(), 0); // a stop is no loss
+    QVERIFY(m_monitor.start([this](const KeyEvent& e) { record(e); }, {}));
     QVERIFY(xdotool({u"type"_s, u"ok"_s}));
     const QList<KeyEvent> events = take(2);
     QCOMPARE(events.first().text + events.last().text, u"ok"_s);
+}
+
+void TestX11KeyboardMonitor::serverGoesAwayAndComesBack_data()
+{
+    QTest::addColumn<bool>("stopAfterLoss");
+    QTest::newRow("stopped, then started") << true;
+    QTest::newRow("started again directly") << false;
+}
+
+void TestX11KeyboardMonitor::serverGoesAwayAndComesBack()
+{
+    QFETCH(bool, stopAfterLoss);
+    // A server of its own, under a name that stays when it comes back.
+    XvfbServer server(140);
+    QVERIFY(server.isRunning());
+    std::atomic<int> losses{0};
+    const auto onKey = [this](const KeyEvent& e) { record(e); };
+    const auto onLost = [&losses] { ++losses; };
+    X11KeyboardMonitor monitor;
+    QVERIFY2(monitor.start(onKey, onLost), qPrintable(monitor.lastError()));
+    QVERIFY(xdotool({u"type"_s, u"a"_s}));
+    QCOMPARE(take(1).last().text, u"a"_s);
+
+    server.kill(); // Xlib would end this process unless the monitor keeps it from doing so
+    QTRY_COMPARE_WITH_TIMEOUT(losses.load(), 1, 5000);
+    QVERIFY(!monitor.isRunning());
+    if (stopAfterLoss)
+        monitor.stop();
+    QVERIFY(!monitor.start(onKey, onLost)); // no server yet
+    QVERIFY(monitor.lastError().contains(QString::fromLatin1(server.display())));
+
+    QVERIFY(server.restart());
+    QVERIFY2(monitor.start(onKey, onLost), qPrintable(monitor.lastError()));
+    QVERIFY(monitor.isRunning());
+    QVERIFY(xdotool({u"type"_s, u"ok"_s}));
+    const QList<KeyEvent> events = take(2);
+    QCOMPARE(events.first().text + events.last().text, u"ok"_s);
+    monitor.stop();
+    QCOMPARE(losses.load(), 1);
 }
 
 void TestX11KeyboardMonitor::noDisplay()
@@ -144,7 +188,7 @@ void TestX11KeyboardMonitor::noDisplay()
     const QByteArray display = qgetenv("DISPLAY");
     qputenv("DISPLAY", ":4242");
     X11KeyboardMonitor monitor;
-    QVERIFY(!monitor.start([](const KeyEvent&) {}));
+    QVERIFY(!monitor.start([](const KeyEvent&) {}, {}));
     QVERIFY(monitor.lastError().contains(u":4242"_s));
     qputenv("DISPLAY", display);
 }

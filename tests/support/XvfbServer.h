@@ -11,21 +11,16 @@ public:
     {
         if (QStandardPaths::findExecutable(QStringLiteral("Xvfb")).isEmpty())
             return;
-        m_process.start(QStringLiteral("Xvfb"),
-                        {QStringLiteral("-displayfd"), QStringLiteral("1"),
-                         QStringLiteral("-screen"), QStringLiteral("0"),
-                         QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"),
-                         QStringLiteral("tcp")});
-        if (!m_process.waitForStarted(5000))
+        launch({});
+    }
+    // A server whose display number stays the same after a kill() and restart(): the first free
+    // one from `firstNumber` up (other test runs may hold some).
+    explicit XvfbServer(int firstNumber)
+    {
+        if (QStandardPaths::findExecutable(QStringLiteral("Xvfb")).isEmpty())
             return;
-        while (!m_process.canReadLine() && m_process.waitForReadyRead(10000)) {
-        }
-        const QByteArray number = m_process.readLine().trimmed();
-        if (number.isEmpty())
-            return;
-        m_display = ':' + number;
-        m_previous = qgetenv("DISPLAY");
-        qputenv("DISPLAY", m_display);
+        for (int number = firstNumber; number < firstNumber + 20 && m_display.isEmpty(); ++number)
+            launch(':' + QByteArray::number(number));
     }
     ~XvfbServer()
     {
@@ -35,8 +30,24 @@ public:
         m_process.terminate();
         m_process.waitForFinished(5000);
     }
-    bool isRunning() const { return !m_display.isEmpty(); }
+    bool isRunning() const
+    {
+        return !m_display.isEmpty() && m_process.state() == QProcess::Running;
+    }
     QByteArray display() const { return m_display; }
+
+    // Ends the server at once, as a crash would: its clients' connections break.
+    void kill()
+    {
+        m_process.kill();
+        m_process.waitForFinished(5000);
+    }
+    // Starts the server again on the same display; true once it accepts connections.
+    bool restart()
+    {
+        return !m_display.isEmpty() && m_process.state() == QProcess::NotRunning &&
+               launch(m_display);
+    }
 
     // Runs a command against this display (xdotool, setxkbmap, ...); true when it succeeded.
     static bool run(const QString& program, const QStringList& arguments)
@@ -48,6 +59,35 @@ public:
     }
 
 private:
+    // Starts Xvfb on `display`, or on one it picks when empty; it writes the number once it
+    // accepts connections, and ends at once when the display is taken.
+    bool launch(const QByteArray& display)
+    {
+        QStringList arguments{QStringLiteral("-displayfd"),  QStringLiteral("1"),
+                              QStringLiteral("-screen"),     QStringLiteral("0"),
+                              QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"),
+                              QStringLiteral("tcp")};
+        if (!display.isEmpty())
+            arguments.prepend(QString::fromLatin1(display));
+        m_process.start(QStringLiteral("Xvfb"), arguments);
+        if (!m_process.waitForStarted(5000))
+            return false;
+        while (!m_process.canReadLine() && m_process.waitForReadyRead(10000)) {
+        }
+        const QByteArray number = m_process.readLine().trimmed();
+        if (number.isEmpty()) {
+            m_process.kill();
+            m_process.waitForFinished(5000);
+            return false;
+        }
+        if (m_display.isEmpty()) {
+            m_display = ':' + number;
+            m_previous = qgetenv("DISPLAY");
+            qputenv("DISPLAY", m_display);
+        }
+        return true;
+    }
+
     QProcess m_process;
     QByteArray m_display;
     QByteArray m_previous;

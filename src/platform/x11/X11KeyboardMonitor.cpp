@@ -4,12 +4,15 @@
 
 #include <QByteArray>
 #include <QLoggingCategory>
+#include <algorithm>
 #include <atomic>
 #include <future>
+#include <mutex>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 // X11 last: its macros (None, KeyPress, Bool, Status) clash with Qt's headers.
 #include <X11/XKBlib.h>
@@ -56,6 +59,47 @@ QByteArray composeLocale()
     return "C";
 }
 
+// Xlib's I/O error handler is one for the whole process, and the default one (Qt's too) ends
+// the process before a display's exit handler runs. The monitor's connections may break
+// quietly; every other one goes to the handler that was there before.
+std::mutex ioErrorLock;
+std::vector<Display*> monitorDisplays;
+XIOErrorHandler otherIOErrors = nullptr;
+
+int onIOError(Display* display)
+{
+    XIOErrorHandler other = nullptr;
+    {
+        std::lock_guard lock(ioErrorLock);
+        if (std::find(monitorDisplays.begin(), monitorDisplays.end(), display) !=
+            monitorDisplays.end())
+            return 0;
+        other = otherIOErrors;
+    }
+    return other ? other(display) : 0;
+}
+
+void keepAliveOnIOErrors(std::initializer_list<Display*> displays)
+{
+    std::lock_guard lock(ioErrorLock);
+    // Set again on every start: a handler installed since (a new Qt connection) would end us.
+    const XIOErrorHandler previous = XSetIOErrorHandler(onIOError);
+    if (previous != onIOError)
+        otherIOErrors = previous;
+    monitorDisplays.insert(monitorDisplays.end(), displays);
+}
+
+// After the display is closed: closing one whose server is gone ends in an I/O error.
+void forgetDisplays(std::initializer_list<Display*> displays)
+{
+    std::lock_guard lock(ioErrorLock);
+    for (Display* display : displays) {
+        const auto found = std::find(monitorDisplays.begin(), monitorDisplays.end(), display);
+        if (found != monitorDisplays.end())
+            monitorDisplays.erase(found);
+    }
+}
+
 } // namespace
 
 struct X11KeyboardMonitor::Session {
@@ -72,15 +116,34 @@ struct X11KeyboardMonitor::Session {
     ComposeTablePtr composeTable;
     ComposeStatePtr compose;
     Handler handler;
+    LostHandler onLost;
     std::promise<void> ready;
-    std::atomic<bool> started{false};
-    std::atomic<bool> lost{false};
+    std::atomic<bool> readySignalled{false};
+    std::atomic<bool> lost{false};     // a connection broke
+    std::atomic<bool> stopping{false}; // stop() ends the recording: its end of data is no loss
+    // A break while start() waits is start()'s to report; once running, the handler's.
+    enum class Phase { Starting, Running, Ended };
+    std::atomic<Phase> phase{Phase::Starting};
     std::thread thread;
 
     ~Session()
     {
+        // Closing a display whose server is gone calls connectionLost(), which sets `lost`:
+        // close them while every member is still alive.
+        const std::initializer_list<Display*> displays{control.get(), data.get(),
+                                                       keymapDisplay.get()};
+        keymapDisplay.reset();
+        data.reset();
+        control.reset();
+        forgetDisplays(displays);
         if (wakeFd >= 0)
             ::close(wakeFd);
+    }
+
+    void signalReady()
+    {
+        if (!readySignalled.exchange(true))
+            ready.set_value();
     }
 
     bool loadKeymap()
@@ -141,8 +204,11 @@ struct X11KeyboardMonitor::Session {
     {
         auto* session = reinterpret_cast<Session*>(closure);
         if (recorded->category == XRecordStartOfData) {
-            if (!session->started.exchange(true))
-                session->ready.set_value();
+            session->signalReady();
+        } else if (recorded->category == XRecordEndOfData) {
+            // The context went away with the connection that owns it.
+            if (!session->stopping)
+                session->lost = true;
         } else if (recorded->category == XRecordFromServer && recorded->data) {
             const auto* event = reinterpret_cast<const xEvent*>(recorded->data);
             if ((event->u.u.type & 0x7F) == KeyPress)
@@ -168,6 +234,15 @@ struct X11KeyboardMonitor::Session {
 
     void run()
     {
+        watch();
+        signalReady(); // start() must not wait out its time limit for a server that went away
+        const Phase before = phase.exchange(Phase::Ended);
+        if (before == Phase::Running && lost && !stopping && onLost)
+            onLost();
+    }
+
+    void watch()
+    {
         if (!XRecordEnableContextAsync(data.get(), context, onRecorded,
                                        reinterpret_cast<XPointer>(this))) {
             lost = true;
@@ -176,16 +251,22 @@ struct X11KeyboardMonitor::Session {
         pollfd fds[3] = {{ConnectionNumber(data.get()), POLLIN, 0},
                          {ConnectionNumber(keymapDisplay.get()), POLLIN, 0},
                          {wakeFd, POLLIN, 0}};
-        while (!lost) {
+        while (true) {
             XRecordProcessReplies(data.get());
             handleKeymapEvents();
+            if (lost) // an end of data leaves the sockets open: poll() would wait for ever
+                return;
             // Sleeps until the server sends something: no wake-ups while nobody types.
-            if (::poll(fds, 3, -1) < 0 && errno != EINTR)
-                break;
-            if (fds[2].revents & POLLIN)
-                break;
-            if ((fds[0].revents | fds[1].revents) & (POLLHUP | POLLERR))
+            if (::poll(fds, 3, -1) < 0 && errno != EINTR) {
                 lost = true;
+                return;
+            }
+            if (fds[2].revents & POLLIN)
+                return;
+            if ((fds[0].revents | fds[1].revents) & (POLLHUP | POLLERR | POLLNVAL)) {
+                lost = true;
+                return;
+            }
         }
     }
 };
@@ -210,12 +291,14 @@ bool X11KeyboardMonitor::isRunning() const
     return m_session && !m_session->lost;
 }
 
-bool X11KeyboardMonitor::start(Handler onKeyDown)
+bool X11KeyboardMonitor::start(Handler onKeyDown, LostHandler onLost)
 {
-    if (m_session)
+    if (isRunning())
         return true;
+    stop(); // what is left of a session whose server went away
     auto session = std::make_unique<Session>();
     session->handler = std::move(onKeyDown);
+    session->onLost = std::move(onLost);
     const auto fail = [this](const QString& reason) {
         m_lastError = reason;
         qCWarning(lcKeyboard).noquote() << reason;
@@ -228,8 +311,10 @@ bool X11KeyboardMonitor::start(Handler onKeyDown)
         return fail(QStringLiteral("Cannot open the X display \"%1\". ScrivLane needs an X11 "
                                    "session (XWayland counts).")
                         .arg(QString::fromLocal8Bit(qgetenv("DISPLAY"))));
-    for (Display* display :
-         {session->control.get(), session->data.get(), session->keymapDisplay.get()})
+    const std::initializer_list<Display*> displays{session->control.get(), session->data.get(),
+                                                   session->keymapDisplay.get()};
+    keepAliveOnIOErrors(displays);
+    for (Display* display : displays)
         XSetIOErrorExitHandler(display, connectionLost, session.get());
 
     int major = 0, minor = 0;
@@ -274,7 +359,9 @@ bool X11KeyboardMonitor::start(Handler onKeyDown)
     session->thread = std::thread([raw] { raw->run(); });
     m_session = std::move(session);
     // Keys typed before the server starts recording would be lost without a word.
-    if (ready.wait_for(std::chrono::seconds(5)) != std::future_status::ready) {
+    auto starting = Session::Phase::Starting;
+    if (ready.wait_for(std::chrono::seconds(5)) != std::future_status::ready ||
+        !m_session->phase.compare_exchange_strong(starting, Session::Phase::Running)) {
         stop();
         return fail(QStringLiteral("The X server did not start recording keyboard events."));
     }
@@ -287,6 +374,7 @@ void X11KeyboardMonitor::stop()
     if (!m_session)
         return;
     Session& s = *m_session;
+    s.stopping = true;
     if (!s.lost) {
         XRecordDisableContext(s.control.get(), s.context);
         XSync(s.control.get(), False);

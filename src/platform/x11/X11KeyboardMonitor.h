@@ -12,7 +12,7 @@ public:
     X11KeyboardMonitor();
     ~X11KeyboardMonitor() override;
 
-    bool start(Handler onKeyDown) override;
+    bool start(Handler onKeyDown, LostHandler onLost) override;
     void stop() override;
     bool isRunning() const override;
     QString lastError() const override { return m_lastError; }
