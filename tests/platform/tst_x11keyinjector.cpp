@@ -8,6 +8,10 @@
 #include <QTest>
 #include <unistd.h>
 
+// X11 last: its macros clash with Qt's headers.
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+
 using namespace Qt::StringLiterals;
 
 // Synthetic keys into a real text field on a private X server.
@@ -48,6 +52,7 @@ private Q_SLOTS:
     void waitsForHeldModifiers();
     void shortcutTable_data();
     void shortcutTable();
+    void ownWindowFollowsTheWindowManager();
 };
 
 void TestX11KeyInjector::backspaceAndLeftArrow()
@@ -117,6 +122,37 @@ void TestX11KeyInjector::shortcutTable()
     PasteShortcuts table;
     QCOMPARE(table.addUserEntries(userEntries), unreadable);
     QCOMPARE(int(table.forWindowClass(windowClass)), shortcut);
+}
+
+// A window manager announces each newly active window on the root window; the answer must
+// follow every announcement, however it is kept between keys.
+void TestX11KeyInjector::ownWindowFollowsTheWindowManager()
+{
+    const std::unique_ptr<Display, decltype(&XCloseDisplay)> connection(XOpenDisplay(nullptr),
+                                                                        &XCloseDisplay);
+    Display* wm = connection.get();
+    QVERIFY(wm);
+    const Window root = DefaultRootWindow(wm);
+    const Atom active = XInternAtom(wm, "_NET_ACTIVE_WINDOW", False);
+    // Another client's window: it carries no process id of ours.
+    const Window other = XCreateSimpleWindow(wm, root, 0, 0, 50, 50, 0, 0, 0);
+    const auto announce = [&](unsigned long window) {
+        XChangeProperty(wm, root, active, XA_WINDOW, 32, PropModeReplace,
+                        reinterpret_cast<unsigned char*>(&window), 1);
+        XSync(wm, False);
+    };
+    const unsigned long ours = m_field->winId();
+    for (const auto& [window, own] :
+         {std::pair{ours, true}, std::pair{other, false}, std::pair{other, false},
+          std::pair{ours, true}, std::pair{other, false}}) {
+        announce(window);
+        QTRY_COMPARE(m_injector->isOwnApplicationFrontmost(), own);
+    }
+    // Gone again: the input focus (our field) decides.
+    XDeleteProperty(wm, root, active);
+    XDestroyWindow(wm, other);
+    XSync(wm, False);
+    QTRY_VERIFY(m_injector->isOwnApplicationFrontmost());
 }
 
 int main(int argc, char** argv)

@@ -15,8 +15,12 @@
 struct X11KeyInjector::Connection {
     Display* display = nullptr;
     bool hasXTest = false;
+    Atom activeAtom = 0;
     // The frontmost check runs on the keyboard monitor's thread, the keys on the main thread.
     mutable std::mutex lock;
+    // Whether one of our windows is the active one, as last read from the window manager's
+    // _NET_ACTIVE_WINDOW; its change notices clear it. Kept so that a key costs no round trip.
+    mutable std::optional<bool> ownActive;
 
     ~Connection()
     {
@@ -35,24 +39,28 @@ struct X11KeyInjector::Connection {
             XTestFakeKeyEvent(display, XKeysymToKeycode(display, *m), False, CurrentTime);
     }
 
+    // The window manager's active window; 0 when there is no window manager to name one.
+    Window managerActiveWindow() const
+    {
+        Atom type = 0;
+        int format = 0;
+        unsigned long count = 0, after = 0;
+        unsigned char* data = nullptr;
+        Window window = 0;
+        if (XGetWindowProperty(display, DefaultRootWindow(display), activeAtom, 0, 1, False,
+                               XA_WINDOW, &type, &format, &count, &after, &data) == Success &&
+            data) {
+            if (count == 1 && format == 32)
+                window = *reinterpret_cast<Window*>(data);
+            XFree(data);
+        }
+        return window;
+    }
+
     Window activeWindow() const
     {
-        const Window root = DefaultRootWindow(display);
-        const Atom active = XInternAtom(display, "_NET_ACTIVE_WINDOW", True);
-        if (active != 0) {
-            Atom type = 0;
-            int format = 0;
-            unsigned long count = 0, after = 0;
-            unsigned char* data = nullptr;
-            if (XGetWindowProperty(display, root, active, 0, 1, False, XA_WINDOW, &type, &format,
-                                   &count, &after, &data) == Success &&
-                data) {
-                const Window window = count == 1 ? *reinterpret_cast<Window*>(data) : 0;
-                XFree(data);
-                if (window)
-                    return window;
-            }
-        }
+        if (const Window window = managerActiveWindow())
+            return window;
         // No window manager: the window holding the input focus, up to its top level.
         Window focus = 0;
         int revert = 0;
@@ -92,6 +100,17 @@ struct X11KeyInjector::Connection {
         return QString();
     }
 
+    // Reads the root window's property notices queued so far, without waiting for any.
+    void takeNotices() const
+    {
+        while (XPending(display) > 0) {
+            XEvent event;
+            XNextEvent(display, &event);
+            if (event.type == PropertyNotify && event.xproperty.atom == activeAtom)
+                ownActive.reset();
+        }
+    }
+
     qint64 windowPid(Window window) const
     {
         const Atom pidAtom = XInternAtom(display, "_NET_WM_PID", True);
@@ -121,6 +140,11 @@ X11KeyInjector::X11KeyInjector() : m_connection(std::make_unique<Connection>())
     int event = 0, error = 0, major = 0, minor = 0;
     m_connection->hasXTest =
         XTestQueryExtension(m_connection->display, &event, &error, &major, &minor);
+    // Created if missing, so that a window manager started later is heard too.
+    m_connection->activeAtom = XInternAtom(m_connection->display, "_NET_ACTIVE_WINDOW", False);
+    XSelectInput(m_connection->display, DefaultRootWindow(m_connection->display),
+                 PropertyChangeMask);
+    XFlush(m_connection->display);
 }
 
 X11KeyInjector::~X11KeyInjector() = default;
@@ -228,25 +252,35 @@ void X11KeyInjector::activate(unsigned long window)
         return;
     std::lock_guard lock(m_connection->lock);
     Display* d = m_connection->display;
-    const Window root = DefaultRootWindow(d);
-    const Atom active = XInternAtom(d, "_NET_ACTIVE_WINDOW", True);
-    if (active != 0) {
-        // Ask the window manager, as a pager would (source indication 2).
-        XEvent event{};
-        event.xclient.type = ClientMessage;
-        event.xclient.window = window;
-        event.xclient.message_type = active;
-        event.xclient.format = 32;
-        event.xclient.data.l[0] = 2;
-        event.xclient.data.l[1] = CurrentTime;
-        XSendEvent(d, root, False, SubstructureRedirectMask | SubstructureNotifyMask, &event);
-    }
+    // Ask the window manager, if any, as a pager would (source indication 2).
+    XEvent event{};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = window;
+    event.xclient.message_type = m_connection->activeAtom;
+    event.xclient.format = 32;
+    event.xclient.data.l[0] = 2;
+    event.xclient.data.l[1] = CurrentTime;
+    XSendEvent(d, DefaultRootWindow(d), False, SubstructureRedirectMask | SubstructureNotifyMask,
+               &event);
     XSetInputFocus(d, window, RevertToParent, CurrentTime);
     XSync(d, False);
 }
 
 bool X11KeyInjector::isOwnApplicationFrontmost() const
 {
-    const std::optional<FocusedWindow> focused = focusedWindow();
-    return focused && focused->pid == qint64(::getpid());
+    if (!m_connection->display)
+        return false;
+    std::lock_guard lock(m_connection->lock);
+    const Connection& c = *m_connection;
+    c.takeNotices();
+    if (c.ownActive)
+        return *c.ownActive;
+    const qint64 self = ::getpid();
+    if (const Window active = c.managerActiveWindow()) {
+        c.ownActive = c.windowPid(active) == self;
+        return *c.ownActive;
+    }
+    // Without a window manager nothing announces focus changes: ask each time.
+    const Window focused = c.activeWindow();
+    return focused && c.windowPid(focused) == self;
 }
