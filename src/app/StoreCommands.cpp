@@ -314,8 +314,9 @@ Outcome runConflicts(const QStringList& arguments)
 void Cli::appendStoreCommands(std::vector<Command>& commands)
 {
     commands.push_back({u"snippet"_s,
-                        uR"(  snippet add --abbreviation A [--title T] [--text X] [--category NAME]
-      Adds a snippet (and the category, when none of that name exists); prints its id.
+                        uR"(  snippet add --abbreviation A [--title T] [--text X | --rtf-file F] [--category NAME]
+      Adds a snippet, rich when its text comes from an RTF file (and the category, when
+      none of that name exists); prints its id.
   snippet list [--trashed | --all]
       Prints the live (or trashed, or all) snippets as a JSON array.
   snippet trash|restore|delete ID...

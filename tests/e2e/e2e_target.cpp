@@ -1,5 +1,6 @@
-// A plain text field for end-to-end runs: it writes everything it holds to the file named on
-// its command line each time the text changes, so a test can read what it received.
+// A text field for end-to-end runs: it writes everything it holds to the file named on its
+// command line each time the text changes, so a test can read what it received. With --rich it
+// accepts formatted pastes and writes its HTML.
 #include <QApplication>
 #include <QFile>
 #include <QSaveFile>
@@ -11,14 +12,16 @@ int main(int argc, char** argv)
     if (argc < 2)
         return 2;
     const QString path = QString::fromLocal8Bit(argv[1]);
+    const bool rich = argc > 2 && QByteArray(argv[2]) == "--rich";
     QTextEdit field;
-    field.setAcceptRichText(false);
-    field.setWindowTitle(QStringLiteral("scrivlane-e2e-target"));
+    field.setAcceptRichText(rich);
+    field.setWindowTitle(rich ? QStringLiteral("scrivlane-e2e-rich")
+                              : QStringLiteral("scrivlane-e2e-target"));
     field.resize(500, 300);
     QObject::connect(&field, &QTextEdit::textChanged, [&] {
         QSaveFile out(path);
         if (out.open(QIODevice::WriteOnly)) {
-            out.write(field.toPlainText().toUtf8());
+            out.write((rich ? field.toHtml() : field.toPlainText()).toUtf8());
             out.commit();
         }
     });

@@ -2,8 +2,11 @@
 #include "HttpTestServer.h"
 #include "XvfbServer.h"
 
+#include <QBuffer>
 #include <QCoreApplication>
 #include <QFile>
+#include <QImage>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -55,6 +58,44 @@ private:
     {
         return XvfbServer::run(u"xdotool"_s, {u"type"_s, u"--delay"_s, u"40"_s, text});
     }
+    static QString read(const QString& path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    }
+    static bool xclipIn(const QString& selection, const QString& type, const QByteArray& bytes)
+    {
+        QProcess set;
+        set.start(u"xclip"_s, {u"-selection"_s, selection, u"-t"_s, type, u"-i"_s});
+        set.write(bytes);
+        set.closeWriteChannel();
+        return set.waitForFinished() && set.exitCode() == 0;
+    }
+    static QByteArray xclipOut(const QString& selection, const QString& type)
+    {
+        QProcess get;
+        get.start(u"xclip"_s, {u"-selection"_s, selection, u"-t"_s, type, u"-o"_s});
+        get.waitForFinished(10000);
+        return get.readAllStandardOutput();
+    }
+    // Starts another program with a window and gives that window the keyboard.
+    QString startWindow(QProcess& process, const QString& program, const QStringList& arguments,
+                        const QStringList& search)
+    {
+        process.setProcessEnvironment(environment());
+        process.start(program, arguments);
+        const QString window = output(u"xdotool"_s, QStringList{u"search"_s, u"--sync"_s} + search)
+                                   .split(u'\n')
+                                   .first();
+        if (!window.isEmpty())
+            XvfbServer::run(u"xdotool"_s, {u"windowfocus"_s, u"--sync"_s, window});
+        return window;
+    }
+    static void stop(QProcess& process)
+    {
+        process.terminate();
+        process.waitForFinished(5000);
+    }
     void clearField()
     {
         XvfbServer::run(u"xdotool"_s, {u"key"_s, u"ctrl+a"_s, u"BackSpace"_s});
@@ -87,14 +128,20 @@ private Q_SLOTS:
         QVERIFY(scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";fi"_s, u"--text"_s,
                            u"Dear {fill:Name} of {fill:City}."_s}));
 
+        QVERIFY(scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";xt"_s, u"--text"_s,
+                           u"pasted in xterm"_s}));
+        const QString rtf = m_home.filePath(u"rich.rtf"_s);
+        QFile rtfFile(rtf);
+        QVERIFY(rtfFile.open(QIODevice::WriteOnly));
+        rtfFile.write("{\\rtf1\\ansi{\\fonttbl{\\f0 Arial;}}\\f0 Plain {\\b Bold} {\\i Slanted}}");
+        rtfFile.close();
+        QVERIFY(scrivlane(
+            {u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";rich"_s, u"--rtf-file"_s, rtf}));
+
         m_received = m_home.filePath(u"received.txt"_s);
-        m_target.setProcessEnvironment(environment());
-        m_target.start(QStringLiteral(E2E_TARGET), {m_received});
-        const QString window = output(
-            u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--name"_s, u"scrivlane-e2e-target"_s});
-        QVERIFY(!window.isEmpty());
-        QVERIFY(XvfbServer::run(u"xdotool"_s,
-                                {u"windowfocus"_s, u"--sync"_s, window.split(u'\n').first()}));
+        m_window = startWindow(m_target, QStringLiteral(E2E_TARGET), {m_received},
+                               {u"--name"_s, u"scrivlane-e2e-target"_s});
+        QVERIFY(!m_window.isEmpty());
 
         m_app.setProcessEnvironment(environment());
         m_app.setProcessChannelMode(QProcess::SeparateChannels);
@@ -111,13 +158,21 @@ private Q_SLOTS:
         m_target.waitForFinished(5000);
         m_server.reset();
     }
-    void init() { clearField(); }
+    void init()
+    {
+        XvfbServer::run(u"xdotool"_s, {u"windowfocus"_s, u"--sync"_s, m_window});
+        clearField();
+    }
     void plainSnippetWithCursor();
     void clipboardMacroAndRestore();
     void fillInFormCompleted();
     void fillInFormCancelled();
     void deadKeyInAbbreviation();
     void aiMacroAnsweredByTheProvider();
+    void richSnippetKeepsItsFormatting();
+    void imageClipboardComesBack();
+    void formFieldsNeverExpand();
+    void xtermPastesThePrimarySelection();
     void secondInstanceDoesNotStart();
 };
 
@@ -205,6 +260,79 @@ void TestExpansionEndToEnd::aiMacroAnsweredByTheProvider()
     QVERIFY2(received().contains(u"overloaded"_s), qPrintable(received()));
     QVERIFY(received().endsWith(u"] end"_s));
     QTest::qWait(700);
+}
+
+void TestExpansionEndToEnd::richSnippetKeepsItsFormatting()
+{
+    const QString path = m_home.filePath(u"rich.html"_s);
+    QProcess rich;
+    QVERIFY(!startWindow(rich, QStringLiteral(E2E_TARGET), {path, u"--rich"_s},
+                         {u"--name"_s, u"scrivlane-e2e-rich"_s})
+                 .isEmpty());
+    QTest::qWait(300);
+    QVERIFY(type(u"a;rich"_s));
+    // The field took the formatted version (HTML or RTF), not the plain text.
+    QTRY_VERIFY_WITH_TIMEOUT(read(path).contains(u"Slanted"_s), 5000);
+    const QString html = read(path);
+    QVERIFY2(QRegularExpression(u">a<span[^>]*>Plain <"_s).match(html).hasMatch(),
+             qPrintable(html));
+    QVERIFY2(QRegularExpression(u"font-weight:\\s*(700|bold)[^>]*>Bold<"_s).match(html).hasMatch(),
+             qPrintable(html));
+    QVERIFY2(QRegularExpression(u"font-style:\\s*italic[^>]*>Slanted<"_s).match(html).hasMatch(),
+             qPrintable(html));
+    QTest::qWait(700);
+    stop(rich);
+}
+
+void TestExpansionEndToEnd::imageClipboardComesBack()
+{
+    QImage image(40, 30, QImage::Format_RGB32);
+    image.fill(Qt::darkCyan);
+    QByteArray png;
+    QBuffer buffer(&png);
+    QVERIFY(image.save(&buffer, "PNG"));
+    QVERIFY(xclipIn(u"clipboard"_s, u"image/png"_s, png));
+    QTest::qWait(300);
+    QVERIFY(type(u";sig"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(received(), u"Best regards,!"_s, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(xclipOut(u"clipboard"_s, u"image/png"_s), png, 5000);
+}
+
+void TestExpansionEndToEnd::formFieldsNeverExpand()
+{
+    QVERIFY(type(u";fi"_s));
+    QVERIFY(!output(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--name"_s, u"Complete Snippet"_s})
+                 .isEmpty());
+    QTest::qWait(300);
+    // An abbreviation typed into our own form stays as typed.
+    QVERIFY(type(u"x;sig"_s));
+    QTest::qWait(300);
+    QVERIFY(XvfbServer::run(u"xdotool"_s, {u"key"_s, u"Return"_s}));
+    QVERIFY(type(u";cb"_s));
+    QVERIFY(XvfbServer::run(u"xdotool"_s, {u"key"_s, u"Return"_s}));
+    QTRY_COMPARE_WITH_TIMEOUT(received(), u"Dear x;sig of ;cb."_s, 5000);
+    QTest::qWait(700);
+}
+
+void TestExpansionEndToEnd::xtermPastesThePrimarySelection()
+{
+    if (QStandardPaths::findExecutable(u"xterm"_s).isEmpty())
+        QSKIP("needs xterm");
+    const QString path = m_home.filePath(u"xterm.txt"_s);
+    // xterm's Shift+Insert pastes the primary selection, which holds something of the user's.
+    QVERIFY(xclipIn(u"primary"_s, u"UTF8_STRING"_s, "user selection"));
+    QProcess xterm;
+    QVERIFY(!startWindow(xterm, u"xterm"_s, {u"-e"_s, u"sh"_s, u"-c"_s, u"cat > \"$0\""_s, path},
+                         {u"--class"_s, u"xterm"_s})
+                 .isEmpty());
+    QTest::qWait(500);
+    QVERIFY(type(u"x;xt"_s));
+    QTest::qWait(1000);
+    QVERIFY(XvfbServer::run(u"xdotool"_s, {u"key"_s, u"Return"_s}));
+    QTRY_COMPARE_WITH_TIMEOUT(read(path), u"xpasted in xterm\n"_s, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(xclipOut(u"primary"_s, u"UTF8_STRING"_s),
+                              QByteArray("user selection"), 5000);
+    stop(xterm);
 }
 
 void TestExpansionEndToEnd::secondInstanceDoesNotStart()
