@@ -30,13 +30,10 @@
 #include <QSettings>
 #include <QStyle>
 #include <QSystemTrayIcon>
-#include <QTimer>
 
 Q_LOGGING_CATEGORY(lcApp, "scrivlane.app")
 
 namespace {
-
-constexpr auto permissionPollInterval = std::chrono::milliseconds(1500);
 
 // One engine per user session and home: a second one would expand everything twice.
 QString instanceName()
@@ -106,17 +103,11 @@ struct Application::Parts {
     std::unique_ptr<QSystemTrayIcon> tray;
     std::unique_ptr<QMenu> menu;
     std::unique_ptr<QLocalServer> instance;
-    QTimer permissionPoll;
-    bool toldMissingPermission = false;
 };
 
 Application::Application() : m_parts(std::make_unique<Parts>()) {}
 
-Application::~Application()
-{
-    if (m_parts->monitor)
-        m_parts->monitor->stop();
-}
+Application::~Application() = default;
 
 int Application::run()
 {
@@ -157,8 +148,14 @@ int Application::run()
 
     p.clipboard = std::make_unique<QtClipboard>();
     p.keys = std::make_unique<X11KeyInjector>();
+    p.monitor = std::make_unique<X11KeyboardMonitor>();
+    X11KeyInjector* keys = p.keys.get();
     p.expansion = std::make_unique<TextExpansionService>(TextExpansionService::Dependencies{
-        &p.scheduler, p.clipboard.get(), p.keys.get(), &defaults});
+        &p.scheduler, p.clipboard.get(), keys, &defaults, p.monitor.get(), [keys] {
+            return keys->isAvailable()
+                       ? QString()
+                       : QStringLiteral("the X server has no XTEST extension for synthetic keys.");
+        }});
     MacroProcessor::setClipboardReader(p.clipboard.get());
 
     const auto rebuild = [this] {
@@ -231,49 +228,15 @@ int Application::run()
         qCInfo(lcApp) << "no system tray here: ScrivLane runs without an icon";
     }
 
-    // Watching keys needs RECORD and XTEST; without them, keep asking every 1.5 s.
-    p.monitor = std::make_unique<X11KeyboardMonitor>();
-    // The monitor's own connections broke while ours still stands (when the whole display goes,
-    // Qt ends this process and the supervisor starts another).
-    const auto monitoringLost = [this] {
-        Parts& state = *m_parts;
-        state.monitor->stop();
-        state.expansion->setAccessibilityGranted(false);
-        state.toldMissingPermission = true; // this line says it; the retries stay quiet
-        qCWarning(lcApp) << "Lost the X connection that watches the keyboard; trying again every "
-                            "1.5 seconds.";
-        state.permissionPoll.start();
-    };
-    const auto startMonitoring = [this, monitoringLost] {
-        Parts& state = *m_parts;
-        TextExpansionService* service = state.expansion.get();
-        const bool started =
-            state.keys->isAvailable() &&
-            state.monitor->start(
-                [service](const KeyEvent& event) { service->handleKeyDown(event); },
-                [this, monitoringLost] {
-                    // Told on the monitor's thread; the engine lives on this one.
-                    QMetaObject::invokeMethod(this, monitoringLost, Qt::QueuedConnection);
-                });
-        service->setAccessibilityGranted(started);
-        if (started) {
-            state.permissionPoll.stop();
-            qCInfo(lcApp) << "ScrivLane is watching the keyboard";
-        } else if (!state.toldMissingPermission) {
-            state.toldMissingPermission = true;
-            qCWarning(lcApp).noquote()
-                << "Cannot watch the keyboard:"
-                << (state.keys->isAvailable() ? state.monitor->lastError()
-                                              : QStringLiteral("the X server has no XTEST "
-                                                               "extension for synthetic keys."))
-                << "Trying again every 1.5 seconds.";
-        }
-    };
-    p.permissionPoll.setInterval(permissionPollInterval);
-    connect(&p.permissionPoll, &QTimer::timeout, this, startMonitoring);
-    startMonitoring();
-    if (!p.expansion->accessibilityGranted())
-        p.permissionPoll.start();
+    // Watching keys needs RECORD and XTEST; without them the service keeps asking every 1.5 s.
+    connect(p.expansion.get(), &TextExpansionService::monitoringStarted, this,
+            [] { qCInfo(lcApp) << "ScrivLane is watching the keyboard"; });
+    connect(p.expansion.get(), &TextExpansionService::monitoringFailed, this,
+            [](const QString& reason) {
+                qCWarning(lcApp).noquote()
+                    << "Cannot watch the keyboard:" << reason << "Trying again every 1.5 seconds.";
+            });
+    p.expansion->startMonitoring();
 
     return QApplication::exec();
 }

@@ -2,6 +2,7 @@
 
 #include "ClipboardReader.h"
 #include "FrontmostApplication.h"
+#include "KeyboardMonitor.h"
 #include "Scheduler.h"
 #include "TextRules.h"
 
@@ -29,7 +30,79 @@ TextExpansionService::TextExpansionService(Dependencies dependencies, QObject* p
     }
 }
 
-TextExpansionService::~TextExpansionService() = default;
+TextExpansionService::~TextExpansionService()
+{
+    // The monitor thread calls into this object.
+    if (m_dependencies.monitor)
+        m_dependencies.monitor->stop();
+}
+
+void TextExpansionService::startMonitoring()
+{
+    startEventTap();
+    if (!m_accessibilityGranted)
+        pollPermission();
+}
+
+void TextExpansionService::startEventTap()
+{
+    KeyboardMonitor* monitor = m_dependencies.monitor;
+    if (!monitor || monitor->isRunning())
+        return;
+    QString problem =
+        m_dependencies.injectionProblem ? m_dependencies.injectionProblem() : QString();
+    bool started = false;
+    if (problem.isEmpty()) {
+        started =
+            monitor->start([this](const KeyEvent& event) { handleKeyDown(event); },
+                           [this] {
+                               // Told on the monitor's thread.
+                               m_dependencies.scheduler->schedule(std::chrono::milliseconds(0),
+                                                                  this, [this] { monitorLost(); });
+                           });
+        if (!started)
+            problem = monitor->lastError();
+    }
+    setAccessibilityGranted(started);
+    if (started) {
+        m_toldFailure = false;
+        Q_EMIT monitoringStarted();
+    } else if (!m_toldFailure) {
+        m_toldFailure = true;
+        Q_EMIT monitoringFailed(problem);
+    }
+}
+
+void TextExpansionService::stopMonitoring()
+{
+    if (m_dependencies.monitor)
+        m_dependencies.monitor->stop();
+    clearTypingBuffer();
+}
+
+void TextExpansionService::monitorLost()
+{
+    stopMonitoring();
+    setAccessibilityGranted(false);
+    m_toldFailure = true;
+    Q_EMIT monitoringFailed(
+        QStringLiteral("The connection to the X server that watches the keyboard broke."));
+    pollPermission();
+}
+
+void TextExpansionService::pollPermission()
+{
+    // One chain of checks at a time; none at all while the monitor runs.
+    if (m_pollScheduled)
+        return;
+    m_pollScheduled = true;
+    m_dependencies.scheduler->schedule(permissionPollInterval, this, [this] {
+        m_pollScheduled = false;
+        startEventTap();
+        if (!m_accessibilityGranted)
+            pollPermission();
+    });
+}
 
 void TextExpansionService::setEnabled(bool enabled)
 {

@@ -8,12 +8,14 @@
 #include <QHash>
 #include <QObject>
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
 
 class ClipboardReader;
 class FrontmostApplication;
+class KeyboardMonitor;
 class QSettings;
 class Scheduler;
 
@@ -31,11 +33,17 @@ public:
     // How long after a match the expansion starts, so the completing key lands first.
     static constexpr std::chrono::milliseconds expansionDelay{50};
 
+    // How often a missing permission (or a lost display connection) is checked again.
+    static constexpr std::chrono::milliseconds permissionPollInterval{1500};
+
     struct Dependencies {
         Scheduler* scheduler = nullptr;                  // required
         const ClipboardReader* clipboard = nullptr;      // none: the clipboard reads empty
         const FrontmostApplication* frontmost = nullptr; // none: never our own window
         QSettings* settings = nullptr;                   // the user defaults; none: not kept
+        KeyboardMonitor* monitor = nullptr; // none: keys come only through handleKeyDown
+        // Why keys cannot be sent to other applications; empty when they can.
+        std::function<QString()> injectionProblem = {};
     };
 
     explicit TextExpansionService(Dependencies dependencies, QObject* parent = nullptr);
@@ -53,6 +61,14 @@ public:
     // Whether one of our own windows is active; typing into them never expands.
     bool isAppActive() const { return m_isAppActive.load(); }
     void setAppActive(bool active) { m_isAppActive.store(active); }
+
+    // Starts watching the keyboard, or, when that is not allowed yet, asks again every
+    // permissionPollInterval until it is. Main thread.
+    void startMonitoring();
+    // Starts the keyboard monitor unless it runs; accessibilityGranted tells how it went.
+    void startEventTap();
+    // Stops the monitor and forgets what was typed.
+    void stopMonitoring();
 
     // The monitor thread's entry point. The key always reaches the application; this only
     // decides what happens to the typing buffer.
@@ -73,6 +89,9 @@ Q_SIGNALS:
     void accessibilityGrantedChanged(bool granted);
     // A match, delivered on the main thread `expansionDelay` after the completing key.
     void expansionRequested(const ExpansionRequest& request);
+    void monitoringStarted();
+    // Watching stopped or could not start; said once until it runs again. Checks go on.
+    void monitoringFailed(const QString& reason);
 
 private:
     struct SnippetSet {
@@ -83,10 +102,14 @@ private:
 
     std::shared_ptr<const SnippetSet> currentSnippets() const;
     void handOff(const SnippetRecord& record);
+    void monitorLost();
+    void pollPermission();
 
     Dependencies m_dependencies;
     std::atomic<bool> m_isEnabled{true};
     bool m_accessibilityGranted = false;
+    bool m_toldFailure = false;
+    bool m_pollScheduled = false;
     std::atomic<bool> m_isExpanding{false};
     std::atomic<bool> m_isAppActive{false};
 

@@ -1,4 +1,5 @@
 #include "Fakes.h"
+#include "KeyboardMonitor.h"
 #include "TextExpansionService.h"
 
 #include <QSettings>
@@ -47,6 +48,45 @@ QString repeated(const QString& s, int n)
     return out;
 }
 
+// A monitor that refuses a chosen number of starts, then runs until told its connection broke.
+class FakeMonitor final : public KeyboardMonitor {
+public:
+    int refusals = 0;
+    int starts = 0;
+    int stops = 0;
+    Handler keys;
+    LostHandler lost;
+
+    bool start(Handler onKeyDown, LostHandler onLost) override
+    {
+        ++starts;
+        if (refusals > 0) {
+            --refusals;
+            return false;
+        }
+        m_running = true;
+        keys = std::move(onKeyDown);
+        lost = std::move(onLost);
+        return true;
+    }
+    void stop() override
+    {
+        ++stops;
+        m_running = false;
+    }
+    bool isRunning() const override { return m_running; }
+    QString lastError() const override { return u"The X server has no RECORD extension."_qs; }
+    // What the monitor thread does when the server goes away.
+    void breakConnection()
+    {
+        m_running = false;
+        std::thread(lost).join();
+    }
+
+private:
+    bool m_running = false;
+};
+
 struct Harness {
     FakeScheduler scheduler;
     FakeClipboard clipboard;
@@ -90,6 +130,9 @@ private Q_SLOTS:
     void updateSnippetsAndLookup();
     void enabledSwitchIsPersisted();
     void typingWhileListIsSwapped();
+    void permissionIsCheckedUntilGranted_data();
+    void permissionIsCheckedUntilGranted();
+    void lostConnectionIsRetried();
 };
 
 void TestTextExpansionService::keyDown_data()
@@ -406,6 +449,90 @@ void TestTextExpansionService::typingWhileListIsSwapped()
     QCOMPARE(scheduler.runAll(), rounds);
     QCOMPARE(fromA + fromB, rounds);
     QVERIFY(swaps > 0);
+}
+
+void TestTextExpansionService::permissionIsCheckedUntilGranted_data()
+{
+    QTest::addColumn<int>("refusals");    // starts the monitor refuses
+    QTest::addColumn<int>("withoutKeys"); // checks during which keys cannot be sent
+    QTest::addColumn<int>("checks");      // until watching runs
+    QTest::addColumn<QString>("reason");  // said once; empty: nothing to say
+    QTest::newRow("granted at once") << 0 << 0 << 1 << QString();
+    QTest::newRow("granted on the third check")
+        << 2 << 0 << 3 << u"The X server has no RECORD extension."_qs;
+    QTest::newRow("no synthetic keys at first") << 0 << 2 << 3 << u"no XTEST"_qs;
+}
+
+void TestTextExpansionService::permissionIsCheckedUntilGranted()
+{
+    QFETCH(int, refusals);
+    QFETCH(int, withoutKeys);
+    QFETCH(int, checks);
+    QFETCH(QString, reason);
+    FakeScheduler scheduler;
+    FakeMonitor monitor;
+    monitor.refusals = refusals;
+    int injectionChecks = 0;
+    TextExpansionService service({&scheduler, nullptr, nullptr, nullptr, &monitor, [&] {
+                                      return ++injectionChecks <= withoutKeys ? u"no XTEST"_qs
+                                                                              : QString();
+                                  }});
+    QSignalSpy failures(&service, &TextExpansionService::monitoringFailed);
+    QSignalSpy started(&service, &TextExpansionService::monitoringStarted);
+
+    service.startMonitoring();
+    int done = 1;
+    while (!service.accessibilityGranted() && done < 10) {
+        std::vector<FakeScheduler::Pending> pending = scheduler.takePending();
+        QCOMPARE(pending.size(), 1u); // one chain of checks
+        QCOMPARE(pending[0].delay, TextExpansionService::permissionPollInterval);
+        pending[0].work();
+        ++done;
+    }
+    QCOMPARE(done, checks);
+    QCOMPARE(monitor.starts, checks - withoutKeys);
+    QCOMPARE(started.size(), 1);
+    QCOMPARE(failures.size(), reason.isEmpty() ? 0 : 1);
+    if (!reason.isEmpty())
+        QCOMPARE(failures.at(0).at(0).toString(), reason);
+    // Once watching, nothing is scheduled: no wake-ups while nobody types.
+    QVERIFY(scheduler.takePending().empty());
+    service.startEventTap();
+    QCOMPARE(monitor.starts, checks - withoutKeys); // a running monitor is left alone
+}
+
+void TestTextExpansionService::lostConnectionIsRetried()
+{
+    FakeScheduler scheduler;
+    FakeMonitor monitor;
+    TextExpansionService service({&scheduler, nullptr, nullptr, nullptr, &monitor});
+    service.updateSnippets(plainSnippets({u"sig=x"_qs}));
+    QSignalSpy granted(&service, &TextExpansionService::accessibilityGrantedChanged);
+    QSignalSpy failures(&service, &TextExpansionService::monitoringFailed);
+    service.startMonitoring();
+    monitor.keys(parseKey(u"s"_qs));
+    monitor.keys(parseKey(u"i"_qs));
+
+    monitor.breakConnection();
+    QVERIFY(service.accessibilityGranted()); // told on the main thread, not the monitor's
+    QCOMPARE(scheduler.runAll(), 1);
+    QVERIFY(!service.accessibilityGranted());
+    QCOMPARE(monitor.stops, 1);
+    QCOMPARE(service.typingBuffer(), QString()); // "si" + "g" after the return must not expand
+    QCOMPARE(failures.size(), 1);
+
+    monitor.refusals = 1; // the display is not back yet
+    QCOMPARE(scheduler.runAll(), 1);
+    QVERIFY(!service.accessibilityGranted());
+    QCOMPARE(failures.size(), 1); // said once
+    QCOMPARE(scheduler.runAll(), 1);
+    QVERIFY(service.accessibilityGranted());
+    QCOMPARE(monitor.starts, 3);
+    QCOMPARE(granted.size(), 3); // on, off, on
+    QVERIFY(scheduler.takePending().empty());
+
+    service.stopMonitoring();
+    QVERIFY(!monitor.isRunning());
 }
 
 QTEST_GUILESS_MAIN(TestTextExpansionService)
