@@ -65,14 +65,6 @@ std::string displayName()
     return name ? name : "";
 }
 
-// Connecting is the only sure test; the connection is closed again at once.
-bool displayReachable()
-{
-    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
-        xcb_connect(nullptr, nullptr), xcb_disconnect);
-    return connection && xcb_connection_has_error(connection.get()) == 0;
-}
-
 int exitCodeOf(int status)
 {
     if (WIFEXITED(status))
@@ -180,7 +172,7 @@ public:
                     info.ssi_signo != SIGCHLD)
                     return false;
             }
-            if (displayReachable())
+            if (Supervisor::displayReachable())
                 return true;
         }
     }
@@ -224,6 +216,14 @@ void onTerminationSignal(int)
 
 } // namespace
 
+// Connecting is the only sure test.
+bool Supervisor::displayReachable()
+{
+    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
+        xcb_connect(nullptr, nullptr), xcb_disconnect);
+    return connection && xcb_connection_has_error(connection.get()) == 0;
+}
+
 bool Supervisor::isChild()
 {
     return std::getenv(linkVariable) != nullptr;
@@ -262,7 +262,7 @@ int Supervisor::run(char* argv[])
                 "); giving up.");
             return 1;
         }
-        if (displayReachable()) {
+        if (Supervisor::displayReachable()) {
             say("ScrivLane ended unexpectedly (" + describe(ending.status) +
                 "); starting it again.");
             continue;

@@ -11,6 +11,9 @@ namespace Supervisor {
 // True in the child that the parent started.
 bool isChild();
 
+// Whether a connection to $DISPLAY opens (it is closed again at once).
+bool displayReachable();
+
 // The parent's whole life: starts the child, passes SIGTERM, SIGINT and SIGHUP on to it, and
 // returns the exit code for main() once the application has ended for good. Needs no thread
 // to be running yet.

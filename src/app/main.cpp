@@ -6,6 +6,9 @@
 #include <QCoreApplication>
 #include <QTimer>
 #include <cstdio>
+#include <optional>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 void write(const QString& text, std::FILE* stream)
@@ -17,6 +20,24 @@ void write(const QString& text, std::FILE* stream)
 bool hasSubcommand(int argc)
 {
     return argc > 1;
+}
+
+// Why the application cannot start on this session's display, if it cannot.
+std::optional<QString> displayProblem()
+{
+    const QString display = qEnvironmentVariable("DISPLAY");
+    if (display.isEmpty()) {
+        if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+            return u"this is a Wayland session without XWayland (DISPLAY is not set). ScrivLane "
+                   "watches and sends keys through X11, so it needs XWayland or an X11 "
+                   "session."_s;
+        return u"no X display (DISPLAY is not set). ScrivLane needs an X11 session; XWayland "
+               "counts."_s;
+    }
+    if (!Supervisor::displayReachable())
+        return u"cannot connect to the X display \""_s + display +
+               u"\". ScrivLane needs an X11 session; XWayland counts."_s;
+    return std::nullopt;
 }
 } // namespace
 
@@ -33,10 +54,8 @@ int main(int argc, char* argv[])
         }
         return 0;
     }
-    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
-        std::fputs("scrivlane: no X display (DISPLAY is not set). ScrivLane needs an X11 "
-                   "session; XWayland counts. See scrivlane --help for the commands.\n",
-                   stderr);
+    if (const std::optional<QString> problem = displayProblem()) {
+        write(u"scrivlane: "_s + *problem + u" See scrivlane --help for the commands.\n"_s, stderr);
         return 1;
     }
     if (!Supervisor::isChild())

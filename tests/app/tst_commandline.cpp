@@ -29,6 +29,8 @@ private Q_SLOTS:
     void run_data();
     void run();
     void help();
+    void withoutAnXDisplay_data();
+    void withoutAnXDisplay();
 };
 
 void TestCommandLine::run_data()
@@ -79,6 +81,37 @@ void TestCommandLine::help()
         QVERIFY(r.out.contains(u"resolve [--clipboard TEXT]"_s) &&
                 r.out.contains(u"preview TEXT"_s));
     }
+}
+
+void TestCommandLine::withoutAnXDisplay_data()
+{
+    QTest::addColumn<QString>("display"); // empty: not set
+    QTest::addColumn<QString>("wayland");
+    QTest::addColumn<QString>("says");
+    QTest::newRow("no display") << QString() << QString() << u"DISPLAY is not set"_s;
+    QTest::newRow("Wayland without XWayland")
+        << QString() << u"wayland-0"_s << u"Wayland session without XWayland"_s;
+    QTest::newRow("display unreachable")
+        << u":973"_s << QString() << u"cannot connect to the X display \":973\""_s;
+}
+
+// The application cannot start: one clear line, and no supervisor left waiting.
+void TestCommandLine::withoutAnXDisplay()
+{
+    QFETCH(QString, display);
+    QFETCH(QString, wayland);
+    QFETCH(QString, says);
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.remove(u"DISPLAY"_s);
+    env.remove(u"WAYLAND_DISPLAY"_s);
+    if (!display.isEmpty())
+        env.insert(u"DISPLAY"_s, display);
+    if (!wayland.isEmpty())
+        env.insert(u"WAYLAND_DISPLAY"_s, wayland);
+    const Run r = runCommand(QStringLiteral(SCRIVLANE_EXECUTABLE), {}, env);
+    QCOMPARE(r.exitCode, 1);
+    QVERIFY2(r.err.contains(says), qPrintable(r.err));
+    QCOMPARE(r.err.trimmed().count(u'\n'), 0);
 }
 
 QTEST_GUILESS_MAIN(TestCommandLine)
