@@ -63,10 +63,13 @@ private:
     // accepts connections, and ends at once when the display is taken.
     bool launch(const QByteArray& display)
     {
-        QStringList arguments{QStringLiteral("-displayfd"),  QStringLiteral("1"),
-                              QStringLiteral("-screen"),     QStringLiteral("0"),
+        QStringList arguments{QStringLiteral("-displayfd"), QStringLiteral("1"),
+                              QStringLiteral("-screen"), QStringLiteral("0"),
                               QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"),
-                              QStringLiteral("tcp")};
+                              QStringLiteral("tcp"),
+                              // A session always has clients; without them the server would
+                              // reset when the last one leaves, refusing connections meanwhile.
+                              QStringLiteral("-noreset")};
         if (!display.isEmpty())
             arguments.prepend(QString::fromLatin1(display));
         m_process.start(QStringLiteral("Xvfb"), arguments);
