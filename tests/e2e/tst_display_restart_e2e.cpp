@@ -1,3 +1,4 @@
+#include "EndToEnd.h"
 #include "XvfbServer.h"
 
 #include <QDir>
@@ -25,24 +26,9 @@ private:
 
     QProcessEnvironment environment() const
     {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"SCRIVLANE_HOME"_s, m_home.path());
-        env.insert(u"DISPLAY"_s, QString::fromLatin1(m_server->display()));
-        env.remove(u"QT_QPA_PLATFORM"_s);
-        return env;
+        return EndToEnd::environment(m_home.path(), m_server->display());
     }
-    QString received() const
-    {
-        QFile file(m_received);
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    }
-    static QString output(const QString& program, const QStringList& arguments)
-    {
-        QProcess p;
-        p.start(program, arguments);
-        p.waitForFinished(10000);
-        return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
-    }
+    QString received() const { return EndToEnd::readFile(m_received); }
     // True once `text` has appeared `count` times on the application's standard error.
     bool logged(const QString& text, int count, int timeout)
     {
@@ -102,13 +88,9 @@ private:
         m_target.kill();
         m_target.waitForFinished();
         QFile::remove(m_received);
-        m_target.setProcessEnvironment(environment());
-        m_target.start(QStringLiteral(E2E_TARGET), {m_received});
-        const QString window = output(
-            u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--name"_s, u"scrivlane-e2e-target"_s});
-        QVERIFY(!window.isEmpty());
-        QVERIFY(XvfbServer::run(u"xdotool"_s,
-                                {u"windowfocus"_s, u"--sync"_s, window.split(u'\n').first()}));
+        QVERIFY(!EndToEnd::startWindow(m_target, environment(), QStringLiteral(E2E_TARGET),
+                                       {m_received}, {u"--name"_s, u"scrivlane-e2e-target"_s})
+                     .isEmpty());
     }
     void expands(int timeout)
     {

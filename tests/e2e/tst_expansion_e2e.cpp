@@ -1,4 +1,5 @@
 #include "CommandRun.h"
+#include "EndToEnd.h"
 #include "HttpTestServer.h"
 #include "XvfbServer.h"
 
@@ -29,11 +30,7 @@ private:
 
     QProcessEnvironment environment() const
     {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"SCRIVLANE_HOME"_s, m_home.path());
-        env.insert(u"DISPLAY"_s, QString::fromLatin1(m_server->display()));
-        env.remove(u"QT_QPA_PLATFORM"_s);
-        return env;
+        return EndToEnd::environment(m_home.path(), m_server->display());
     }
     bool scrivlane(const QStringList& arguments)
     {
@@ -42,26 +39,10 @@ private:
         cli.start(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments);
         return cli.waitForFinished(30000) && cli.exitCode() == 0;
     }
-    QString received() const
-    {
-        QFile file(m_received);
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    }
-    static QString output(const QString& program, const QStringList& arguments)
-    {
-        QProcess p;
-        p.start(program, arguments);
-        p.waitForFinished(10000);
-        return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
-    }
+    QString received() const { return EndToEnd::readFile(m_received); }
     bool type(const QString& text)
     {
         return XvfbServer::run(u"xdotool"_s, {u"type"_s, u"--delay"_s, u"40"_s, text});
-    }
-    static QString read(const QString& path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
     }
     static bool xclipIn(const QString& selection, const QString& type, const QByteArray& bytes)
     {
@@ -78,23 +59,24 @@ private:
         get.waitForFinished(10000);
         return get.readAllStandardOutput();
     }
-    // Starts another program with a window and gives that window the keyboard.
     QString startWindow(QProcess& process, const QString& program, const QStringList& arguments,
                         const QStringList& search)
     {
-        process.setProcessEnvironment(environment());
-        process.start(program, arguments);
-        const QString window = output(u"xdotool"_s, QStringList{u"search"_s, u"--sync"_s} + search)
-                                   .split(u'\n')
-                                   .first();
-        if (!window.isEmpty())
-            XvfbServer::run(u"xdotool"_s, {u"windowfocus"_s, u"--sync"_s, window});
-        return window;
+        return EndToEnd::startWindow(process, environment(), program, arguments, search);
     }
     static void stop(QProcess& process)
     {
         process.terminate();
         process.waitForFinished(5000);
+    }
+    // The fill-in form is up and has had a moment to take the keyboard.
+    static bool formOpened()
+    {
+        const bool found = !EndToEnd::output(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--name"_s,
+                                                            u"Complete Snippet"_s})
+                                .isEmpty();
+        QTest::qWait(300);
+        return found;
     }
     void clearField()
     {
@@ -196,16 +178,15 @@ void TestExpansionEndToEnd::clipboardMacroAndRestore()
     QTest::qWait(300);
     QVERIFY(type(u";cb"_s));
     QTRY_COMPARE_WITH_TIMEOUT(received(), u"[user's own ✓]"_s, 5000);
-    QTRY_COMPARE_WITH_TIMEOUT(output(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-o"_s}),
-                              u"user's own ✓"_s, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(
+        EndToEnd::output(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-o"_s}), u"user's own ✓"_s,
+        5000);
 }
 
 void TestExpansionEndToEnd::fillInFormCompleted()
 {
     QVERIFY(type(u";fi"_s));
-    QVERIFY(!output(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--name"_s, u"Complete Snippet"_s})
-                 .isEmpty());
-    QTest::qWait(300);
+    QVERIFY(formOpened());
     QVERIFY(type(u"Ada"_s));
     QVERIFY(XvfbServer::run(u"xdotool"_s, {u"key"_s, u"Return"_s}));
     QVERIFY(type(u"Oslo"_s));
@@ -218,9 +199,7 @@ void TestExpansionEndToEnd::fillInFormCompleted()
 void TestExpansionEndToEnd::fillInFormCancelled()
 {
     QVERIFY(type(u"a;fi"_s));
-    QVERIFY(!output(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--name"_s, u"Complete Snippet"_s})
-                 .isEmpty());
-    QTest::qWait(300);
+    QVERIFY(formOpened());
     QVERIFY(XvfbServer::run(u"xdotool"_s, {u"key"_s, u"Escape"_s}));
     QTRY_COMPARE_WITH_TIMEOUT(received(), u"a"_s, 5000); // the abbreviation is gone, nothing came
     QTest::qWait(300);
@@ -272,8 +251,8 @@ void TestExpansionEndToEnd::richSnippetKeepsItsFormatting()
     QTest::qWait(300);
     QVERIFY(type(u"a;rich"_s));
     // The field took the formatted version (HTML or RTF), not the plain text.
-    QTRY_VERIFY_WITH_TIMEOUT(read(path).contains(u"Slanted"_s), 5000);
-    const QString html = read(path);
+    QTRY_VERIFY_WITH_TIMEOUT(EndToEnd::readFile(path).contains(u"Slanted"_s), 5000);
+    const QString html = EndToEnd::readFile(path);
     QVERIFY2(QRegularExpression(u">a<span[^>]*>Plain <"_s).match(html).hasMatch(),
              qPrintable(html));
     QVERIFY2(QRegularExpression(u"font-weight:\\s*(700|bold)[^>]*>Bold<"_s).match(html).hasMatch(),
@@ -301,9 +280,7 @@ void TestExpansionEndToEnd::imageClipboardComesBack()
 void TestExpansionEndToEnd::formFieldsNeverExpand()
 {
     QVERIFY(type(u";fi"_s));
-    QVERIFY(!output(u"xdotool"_s, {u"search"_s, u"--sync"_s, u"--name"_s, u"Complete Snippet"_s})
-                 .isEmpty());
-    QTest::qWait(300);
+    QVERIFY(formOpened());
     // An abbreviation typed into our own form stays as typed.
     QVERIFY(type(u"x;sig"_s));
     QTest::qWait(300);
@@ -329,7 +306,7 @@ void TestExpansionEndToEnd::xtermPastesThePrimarySelection()
     QVERIFY(type(u"x;xt"_s));
     QTest::qWait(1000);
     QVERIFY(XvfbServer::run(u"xdotool"_s, {u"key"_s, u"Return"_s}));
-    QTRY_COMPARE_WITH_TIMEOUT(read(path), u"xpasted in xterm\n"_s, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(EndToEnd::readFile(path), u"xpasted in xterm\n"_s, 5000);
     QTRY_COMPARE_WITH_TIMEOUT(xclipOut(u"primary"_s, u"UTF8_STRING"_s),
                               QByteArray("user selection"), 5000);
     stop(xterm);
