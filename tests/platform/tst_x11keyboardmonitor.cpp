@@ -60,6 +60,7 @@ private Q_SLOTS:
     void keys_data();
     void keys();
     void layoutSwitchAndDeadKeys();
+    void levelsAndLocks();
     void restartsAfterStop();
     void serverGoesAwayAndComesBack_data();
     void serverGoesAwayAndComesBack();
@@ -125,6 +126,38 @@ void TestX11KeyboardMonitor::layoutSwitchAndDeadKeys()
     QCOMPARE(composed.first().text, QString());
     QCOMPARE(composed.last().text, u"é"_s);
     QVERIFY(XvfbServer::run(u"setxkbmap"_s, {u"us"_s}));
+}
+
+// Characters behind Caps Lock and AltGr are text like any other: no flag that empties the
+// typing buffer comes with them.
+void TestX11KeyboardMonitor::levelsAndLocks()
+{
+    const auto pressed = [&](const QStringList& keys) {
+        (void)xdotool(QStringList{u"key"_s} + keys);
+        for (const KeyEvent& e : take(1))
+            if (!e.text.isEmpty())
+                return e;
+        return KeyEvent{};
+    };
+    QVERIFY(xdotool({u"key"_s, u"Caps_Lock"_s}));
+    (void)take(1);
+    const KeyEvent locked = pressed({u"a"_s});
+    QVERIFY(xdotool({u"key"_s, u"Caps_Lock"_s}));
+    (void)take(1);
+    QCOMPARE(locked.text, u"A"_s);
+    QVERIFY(locked.flags & ModifierFlag::CapsLock);
+    QCOMPARE(locked.flags & ModifierFlag::shortcutMask, 0u);
+
+    if (!XvfbServer::run(u"setxkbmap"_s, {u"de"_s}))
+        QSKIP("setxkbmap cannot switch to the German layout");
+    QTRY_COMPARE_WITH_TIMEOUT(pressed({u"29"_s}).text, u"z"_s, 5000); // the layout took
+    // AltGr+Q and AltGr+E on a German keyboard.
+    const KeyEvent at = pressed({u"ISO_Level3_Shift+24"_s});
+    const KeyEvent euro = pressed({u"ISO_Level3_Shift+26"_s});
+    QVERIFY(XvfbServer::run(u"setxkbmap"_s, {u"us"_s}));
+    QCOMPARE(at.text, u"@"_s);
+    QCOMPARE(euro.text, u"€"_s);
+    QCOMPARE(at.flags & ModifierFlag::shortcutMask, 0u);
 }
 
 void TestX11KeyboardMonitor::restartsAfterStop()
