@@ -5,6 +5,7 @@
 // Run: ./build/bench/bench_expansion   (needs Xvfb; the paths of scrivlane and the target come
 // from the build)
 
+#include "ProcessTree.h"
 #include "XvfbServer.h"
 
 #include <QCoreApplication>
@@ -56,24 +57,6 @@ long long wakeUps(qint64 pid)
                 total += line.mid(24).trimmed().toLongLong();
     }
     return total;
-}
-
-// The application runs as the child of a small parent that starts it again after a display
-// loss; the figures that matter are the child's.
-qint64 childOf(qint64 parent)
-{
-    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
-    for (const QString& entry : entries) {
-        QFile stat(QStringLiteral("/proc/%1/stat").arg(entry));
-        if (!stat.open(QIODevice::ReadOnly))
-            continue;
-        const QByteArray text = stat.readAll();
-        // pid (comm) state ppid ...: comm may hold spaces, so count from its closing bracket.
-        const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
-        if (fields.size() > 1 && fields.at(1).toLongLong() == parent)
-            return entry.toLongLong();
-    }
-    return -1;
 }
 
 long long cpuTicks(qint64 pid)
@@ -204,7 +187,9 @@ int main(int argc, char** argv)
         samples.first() / 1000.0, samples.last() / 1000.0);
 
     const qint64 parent = scrivlane.processId();
-    const qint64 pid = childOf(parent);
+    // The application runs as the child of a small parent that starts it again after a display
+    // loss; the figures that matter are the child's.
+    const qint64 pid = childrenOf(parent).value(0, -1);
     if (pid < 0) {
         std::fprintf(stderr, "cannot find the application process under %lld\n", parent);
         return 1;

@@ -1,5 +1,7 @@
 #include "Supervisor.h"
 
+#include "UniqueFd.h"
+
 #include <QCoreApplication>
 #include <QSocketNotifier>
 #include <cerrno>
@@ -32,26 +34,6 @@ constexpr int displayPollMilliseconds = 1500;
 // means starting another would only fail again.
 constexpr auto quickFailure = std::chrono::seconds(10);
 constexpr int quickFailuresBeforeGivingUp = 5;
-
-class UniqueFd {
-public:
-    UniqueFd() = default;
-    explicit UniqueFd(int fd) : m_fd(fd) {}
-    UniqueFd(const UniqueFd&) = delete;
-    UniqueFd& operator=(const UniqueFd&) = delete;
-    ~UniqueFd() { reset(); }
-    int get() const { return m_fd; }
-    explicit operator bool() const { return m_fd >= 0; }
-    void reset(int fd = -1)
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-        m_fd = fd;
-    }
-
-private:
-    int m_fd = -1;
-};
 
 void say(const std::string& line)
 {

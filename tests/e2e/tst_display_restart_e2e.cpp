@@ -1,7 +1,8 @@
+#include "CommandRun.h"
 #include "EndToEnd.h"
+#include "ProcessTree.h"
 #include "XvfbServer.h"
 
-#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
@@ -38,25 +39,6 @@ private:
                 return m_log.count(text) >= count;
             },
             timeout);
-    }
-    // The processes whose parent is `parent`.
-    static QList<qint64> childrenOf(qint64 parent)
-    {
-        QList<qint64> children;
-        const QStringList entries = QDir(u"/proc"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-        for (const QString& entry : entries) {
-            bool isNumber = false;
-            const qint64 pid = entry.toLongLong(&isNumber);
-            QFile stat(u"/proc/"_s + entry + u"/stat"_s);
-            if (!isNumber || !stat.open(QIODevice::ReadOnly))
-                continue;
-            // "pid (name) state ppid ...", and the name may hold anything.
-            const QByteArray line = stat.readAll();
-            const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
-            if (fields.size() > 1 && fields.at(1).toLongLong() == parent)
-                children << pid;
-        }
-        return children;
     }
     // Waits for the application's one child, other than `previous`; 0 when it ended instead.
     qint64 nextChild(qint64 previous)
@@ -105,12 +87,12 @@ private Q_SLOTS:
         m_server = std::make_unique<XvfbServer>(160);
         if (!m_server->isRunning() || QStandardPaths::findExecutable(u"xdotool"_s).isEmpty())
             QSKIP("needs Xvfb and xdotool");
-        QProcess cli;
-        cli.setProcessEnvironment(environment());
-        cli.start(QStringLiteral(SCRIVLANE_EXECUTABLE),
-                  {u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";rs"_s, u"--text"_s,
-                   u"Restarted fine"_s});
-        QVERIFY(cli.waitForFinished(30000) && cli.exitCode() == 0);
+        QCOMPARE(runCommand(QStringLiteral(SCRIVLANE_EXECUTABLE),
+                            {u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";rs"_s, u"--text"_s,
+                             u"Restarted fine"_s},
+                            environment())
+                     .exitCode,
+                 0);
         m_received = m_home.filePath(u"received.txt"_s);
     }
     void init()

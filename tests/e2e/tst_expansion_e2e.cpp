@@ -34,10 +34,8 @@ private:
     }
     bool scrivlane(const QStringList& arguments)
     {
-        QProcess cli;
-        cli.setProcessEnvironment(environment());
-        cli.start(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments);
-        return cli.waitForFinished(30000) && cli.exitCode() == 0;
+        return runCommand(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments, environment())
+                   .exitCode == 0;
     }
     QString received() const { return EndToEnd::readFile(m_received); }
     bool type(const QString& text)

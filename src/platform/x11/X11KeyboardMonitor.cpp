@@ -1,5 +1,6 @@
 #include "X11KeyboardMonitor.h"
 
+#include "UniqueFd.h"
 #include "X11KeyMapping.h"
 
 #include <QByteArray>
@@ -107,7 +108,7 @@ struct X11KeyboardMonitor::Session {
     DisplayPtr data;          // receives the recorded events
     DisplayPtr keymapDisplay; // reads the keymap and hears when it changes
     XRecordContext context = 0;
-    int wakeFd = -1;
+    UniqueFd wakeFd;
     int xkbEventBase = 0;
     int32_t deviceId = -1;
     ContextPtr xkb{xkb_context_new(XKB_CONTEXT_NO_FLAGS)};
@@ -136,8 +137,6 @@ struct X11KeyboardMonitor::Session {
         data.reset();
         control.reset();
         forgetDisplays(displays);
-        if (wakeFd >= 0)
-            ::close(wakeFd);
     }
 
     void signalReady()
@@ -250,7 +249,7 @@ struct X11KeyboardMonitor::Session {
         }
         pollfd fds[3] = {{ConnectionNumber(data.get()), POLLIN, 0},
                          {ConnectionNumber(keymapDisplay.get()), POLLIN, 0},
-                         {wakeFd, POLLIN, 0}};
+                         {wakeFd.get(), POLLIN, 0}};
         while (true) {
             XRecordProcessReplies(data.get());
             handleKeymapEvents();
@@ -353,7 +352,7 @@ bool X11KeyboardMonitor::start(Handler onKeyDown, LostHandler onLost)
         return fail(QStringLiteral("The X server refused to record keyboard events."));
     XSync(session->control.get(), False);
 
-    session->wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    session->wakeFd.reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     std::future<void> ready = session->ready.get_future();
     Session* raw = session.get();
     session->thread = std::thread([raw] { raw->run(); });
@@ -380,7 +379,7 @@ void X11KeyboardMonitor::stop()
         XSync(s.control.get(), False);
     }
     const std::uint64_t one = 1;
-    [[maybe_unused]] const auto written = ::write(s.wakeFd, &one, sizeof one);
+    [[maybe_unused]] const auto written = ::write(s.wakeFd.get(), &one, sizeof one);
     if (s.thread.joinable())
         s.thread.join();
     if (!s.lost)
