@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PersistenceController.h"
+#include "library/PersistenceController.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>

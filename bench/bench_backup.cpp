@@ -1,10 +1,10 @@
 // Export and restore of a library of 10,000 snippets.
 
-#include "BackupService.h"
 #include "BenchSupport.h"
-#include "CategoryEntity.h"
-#include "PersistenceController.h"
-#include "SnippetEntity.h"
+#include "backup/BackupService.h"
+#include "library/CategoryEntity.h"
+#include "library/PersistenceController.h"
+#include "library/SnippetEntity.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -5,8 +5,8 @@
 // Run: ./build/bench/bench_expansion   (needs Xvfb; the paths of scrivlane and the target come
 // from the build)
 
-#include "ProcessTree.h"
-#include "XvfbServer.h"
+#include "support/ProcessTree.h"
+#include "support/XvfbServer.h"
 
 #include <QCoreApplication>
 #include <QDir>

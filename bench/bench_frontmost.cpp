@@ -4,8 +4,8 @@
 //
 // Run: ./build/bench/bench_frontmost   (needs Xvfb)
 
-#include "X11KeyInjector.h"
-#include "XvfbServer.h"
+#include "platform/x11/X11KeyInjector.h"
+#include "support/XvfbServer.h"
 
 #include <benchmark/benchmark.h>
 #include <cstdio>

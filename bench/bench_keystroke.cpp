@@ -2,8 +2,8 @@
 // The abbreviations look like real ones (letters, some digits and punctuation) and never end
 // the typed text, so every key walks the index as far as it can without stopping at a match.
 
-#include "Scheduler.h"
-#include "TextExpansionService.h"
+#include "expansion/TextExpansionService.h"
+#include "platform/api/Scheduler.h"
 
 #include <QRandomGenerator>
 #include <benchmark/benchmark.h>

@@ -1,8 +1,8 @@
 // Reading and writing a rich snippet of about 100 KB of RTF: paragraphs of prose with the usual
 // mix of bold, italic, underline, colours, two fonts and sizes, links, and non-ASCII text.
 
-#include "RtfReader.h"
-#include "RtfWriter.h"
+#include "richtext/RtfReader.h"
+#include "richtext/RtfWriter.h"
 
 #include <QTextCursor>
 #include <QTextDocument>

@@ -2,8 +2,8 @@
 // purging 10,000 expired records from Recently Deleted.
 
 #include "BenchSupport.h"
-#include "PersistenceController.h"
-#include "SnippetEntity.h"
+#include "library/PersistenceController.h"
+#include "library/SnippetEntity.h"
 
 #include <QCoreApplication>
 #include <QFile>

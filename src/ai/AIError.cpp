@@ -1,6 +1,6 @@
-#include "AIError.h"
+#include "ai/AIError.h"
 
-#include "TextRules.h"
+#include "text/TextRules.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

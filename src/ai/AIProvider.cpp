@@ -1,4 +1,4 @@
-#include "AIProvider.h"
+#include "ai/AIProvider.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,6 +1,6 @@
-#include "AIRequests.h"
+#include "ai/AIRequests.h"
 
-#include "TextRules.h"
+#include "text/TextRules.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

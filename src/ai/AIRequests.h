@@ -1,8 +1,8 @@
 #pragma once
 
-#include "AIError.h"
-#include "AIProvider.h"
-#include "HttpClient.h"
+#include "ai/AIError.h"
+#include "ai/AIProvider.h"
+#include "platform/api/HttpClient.h"
 
 #include <QStringList>
 #include <chrono>

@@ -1,8 +1,8 @@
-#include "AIService.h"
+#include "ai/AIService.h"
 
-#include "HttpClient.h"
-#include "SecretStore.h"
-#include "SettingsValues.h"
+#include "ai/SettingsValues.h"
+#include "platform/api/HttpClient.h"
+#include "platform/api/SecretStore.h"
 
 #include <QSettings>
 

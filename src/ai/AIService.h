@@ -1,8 +1,8 @@
 #pragma once
 
-#include "AIError.h"
-#include "AIProvider.h"
-#include "AIRequests.h"
+#include "ai/AIError.h"
+#include "ai/AIProvider.h"
+#include "ai/AIRequests.h"
 
 #include <QHash>
 #include <QObject>
@@ -82,9 +82,6 @@ public:
     static QString keychainAccount(AIProvider provider);
 
     using CompletionDone = std::function<void(const AIResult<QString>& reply)>;
-
-    // The process's instance: the user defaults, the system's secret store, Qt Network.
-    static AIService& shared();
 
     explicit AIService(const AIServiceDependencies& dependencies, QObject* parent = nullptr);
 

@@ -1,4 +1,4 @@
-#include "SettingsValues.h"
+#include "ai/SettingsValues.h"
 
 #include <cmath>
 

@@ -3,13 +3,15 @@
 #include <QObject>
 #include <memory>
 
-// The running ScrivLane: the store, the services and the expansion engine wired together, a
-// tray icon, and the guard against a second engine in the same session.
+class AppServices;
+
+// The running ScrivLane: the guard against a second engine in the same session, then the
+// engine wired to the store and the system, then the shell the user sees.
 class Application : public QObject {
     Q_OBJECT
 
 public:
-    Application();
+    explicit Application(AppServices& services);
     ~Application() override;
 
     // Exit code for main(): 0 after a normal quit; 1 when there is no X display; 0 at once
@@ -18,5 +20,6 @@ public:
 
 private:
     struct Parts;
+    AppServices& m_services;
     std::unique_ptr<Parts> m_parts;
 };

@@ -1,6 +1,6 @@
-#include "Supervisor.h"
+#include "app/Supervisor.h"
 
-#include "UniqueFd.h"
+#include "common/UniqueFd.h"
 
 #include <QCoreApplication>
 #include <QSocketNotifier>

@@ -1,6 +1,7 @@
-#include "Application.h"
-#include "CommandLine.h"
-#include "Supervisor.h"
+#include "app/AppServices.h"
+#include "app/Application.h"
+#include "app/Supervisor.h"
+#include "cli/CommandLine.h"
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -46,7 +47,9 @@ int main(int argc, char* argv[])
     if (hasSubcommand(argc)) {
         // Commands need no display.
         QCoreApplication app(argc, argv);
-        const std::optional<CommandLine::Outcome> outcome = CommandLine::run(app.arguments());
+        AppServices services;
+        const std::optional<CommandLine::Outcome> outcome =
+            CommandLine::run(app.arguments(), services);
         if (outcome) {
             write(outcome->out, stdout);
             write(outcome->err, stderr);
@@ -69,7 +72,8 @@ int main(int argc, char* argv[])
     QApplication::setApplicationName(QStringLiteral("ScrivLane"));
     QApplication::setQuitOnLastWindowClosed(false);
     supervisor.quitOnTerminationSignals();
-    Application scrivlane;
+    AppServices services;
+    Application scrivlane(services);
     // The event loop runs once the engine is wired; a second ScrivLane returns before it.
     QTimer::singleShot(0, &app, [&supervisor] { supervisor.reportUp(); });
     const int status = scrivlane.run();

@@ -1,4 +1,4 @@
-#include "BackupCodec.h"
+#include "backup/BackupCodec.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

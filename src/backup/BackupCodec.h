@@ -1,6 +1,6 @@
 #pragma once
 
-#include "BackupRecords.h"
+#include "backup/BackupRecords.h"
 
 #include <variant>
 

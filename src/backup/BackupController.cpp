@@ -1,6 +1,6 @@
-#include "BackupController.h"
+#include "backup/BackupController.h"
 
-#include "BackupFolder.h"
+#include "backup/BackupFolder.h"
 
 #include <QFileInfo>
 #include <QSettings>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "BackupService.h"
+#include "backup/BackupService.h"
 
 #include <QDateTime>
 #include <QObject>

@@ -1,4 +1,4 @@
-#include "BackupFolder.h"
+#include "backup/BackupFolder.h"
 
 #include <QDir>
 #include <QJsonDocument>

@@ -1,10 +1,10 @@
-#include "BackupService.h"
+#include "backup/BackupService.h"
 
-#include "BackupCodec.h"
-#include "CategoryEntity.h"
-#include "CategoryPalette.h"
-#include "PersistenceController.h"
-#include "SnippetEntity.h"
+#include "backup/BackupCodec.h"
+#include "library/CategoryEntity.h"
+#include "library/CategoryPalette.h"
+#include "library/PersistenceController.h"
+#include "library/SnippetEntity.h"
 
 #include <QDir>
 #include <QFile>

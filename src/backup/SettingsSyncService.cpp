@@ -1,9 +1,9 @@
-#include "SettingsSyncService.h"
+#include "backup/SettingsSyncService.h"
 
-#include "AppPaths.h"
-#include "KeyValueStore.h"
-#include "SoundService.h"
-#include "TextExpansionService.h"
+#include "common/AppPaths.h"
+#include "expansion/TextExpansionService.h"
+#include "platform/api/KeyValueStore.h"
+#include "sound/SoundService.h"
 
 #include <QDir>
 #include <QSettings>

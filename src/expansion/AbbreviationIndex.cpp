@@ -1,6 +1,6 @@
-#include "AbbreviationIndex.h"
+#include "expansion/AbbreviationIndex.h"
 
-#include "TextRules.h"
+#include "text/TextRules.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MacroProcessor.h"
+#include "macros/MacroProcessor.h"
 
 #include <QHash>
 #include <QList>

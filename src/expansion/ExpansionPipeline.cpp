@@ -1,12 +1,12 @@
-#include "ExpansionPipeline.h"
+#include "expansion/ExpansionPipeline.h"
 
-#include "MacroProcessor.h"
-#include "PlainCharacters.h"
-#include "RichClipboardPayload.h"
-#include "RtfReader.h"
-#include "Scheduler.h"
-#include "TextExpansionService.h"
-#include "TextRules.h"
+#include "expansion/TextExpansionService.h"
+#include "macros/MacroProcessor.h"
+#include "platform/api/Scheduler.h"
+#include "richtext/PlainCharacters.h"
+#include "richtext/RichClipboardPayload.h"
+#include "richtext/RtfReader.h"
+#include "text/TextRules.h"
 
 #include <QTextDocument>
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "ExpansionClipboard.h"
-#include "ExpansionPanels.h"
-#include "KeyInjector.h"
-#include "SnippetRecord.h"
+#include "expansion/ExpansionPanels.h"
+#include "expansion/SnippetRecord.h"
+#include "platform/api/ExpansionClipboard.h"
+#include "platform/api/KeyInjector.h"
 
 #include <QObject>
 #include <QPointer>

@@ -1,10 +1,10 @@
-#include "TextExpansionService.h"
+#include "expansion/TextExpansionService.h"
 
-#include "ClipboardReader.h"
-#include "FrontmostApplication.h"
-#include "KeyboardMonitor.h"
-#include "Scheduler.h"
-#include "TextRules.h"
+#include "platform/api/ClipboardReader.h"
+#include "platform/api/FrontmostApplication.h"
+#include "platform/api/KeyboardMonitor.h"
+#include "platform/api/Scheduler.h"
+#include "text/TextRules.h"
 
 #include <QSettings>
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "AbbreviationIndex.h"
-#include "KeyEvent.h"
-#include "SnippetRecord.h"
-#include "TypingBuffer.h"
+#include "expansion/AbbreviationIndex.h"
+#include "expansion/SnippetRecord.h"
+#include "expansion/TypingBuffer.h"
+#include "platform/api/KeyEvent.h"
 
 #include <QHash>
 #include <QObject>

@@ -1,6 +1,6 @@
-#include "TypingBuffer.h"
+#include "expansion/TypingBuffer.h"
 
-#include "TextRules.h"
+#include "text/TextRules.h"
 
 void TypingBuffer::append(QStringView keyText)
 {

@@ -1,7 +1,7 @@
-#include "AbbreviationConflict.h"
+#include "library/AbbreviationConflict.h"
 
-#include "SnippetEntity.h"
-#include "TextRules.h"
+#include "library/SnippetEntity.h"
+#include "text/TextRules.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "CategoryEntity.h"
+#include "library/CategoryEntity.h"
 
-#include "SnippetEntity.h"
+#include "library/SnippetEntity.h"
 
 #include <algorithm>
 #include <functional>

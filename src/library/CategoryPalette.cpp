@@ -1,6 +1,6 @@
-#include "CategoryPalette.h"
+#include "library/CategoryPalette.h"
 
-#include "TextRules.h"
+#include "text/TextRules.h"
 
 namespace {
 

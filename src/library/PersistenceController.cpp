@@ -1,11 +1,10 @@
-#include "PersistenceController.h"
+#include "library/PersistenceController.h"
 
-#include "AppPaths.h"
-#include "CategoryEntity.h"
-#include "SnippetEntity.h"
-#include "SqliteDatabase.h"
-#include "StoreSchema.h"
-#include "UserDefaults.h"
+#include "common/AppPaths.h"
+#include "library/CategoryEntity.h"
+#include "library/SnippetEntity.h"
+#include "library/StoreSchema.h"
+#include "platform/sqlite/SqliteDatabase.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -69,18 +68,6 @@ template <typename Record> bool passes(const Record& record, PersistenceControll
 }
 
 } // namespace
-
-PersistenceController& PersistenceController::shared()
-{
-    // Lives until the process ends; parented to the application when there is one.
-    static PersistenceController* instance = [] {
-        Options options;
-        options.databasePath = defaultDatabasePath();
-        options.settings = &UserDefaults::shared();
-        return new PersistenceController(std::move(options), QCoreApplication::instance());
-    }();
-    return *instance;
-}
 
 QString PersistenceController::defaultDatabasePath()
 {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "StoreRows.h"
-#include "SyncEvent.h"
+#include "library/StoreRows.h"
+#include "library/SyncEvent.h"
 
 #include <QDateTime>
 #include <QHash>
@@ -46,8 +46,7 @@ public:
         std::function<void()> quit;
     };
 
-    // The process's store, in the data folder, created on first use.
-    static PersistenceController& shared();
+    // Where the process's store lives: the data folder.
     static QString defaultDatabasePath();
 
     explicit PersistenceController(Options options, QObject* parent = nullptr);

@@ -1,11 +1,11 @@
-#include "SnippetEntity.h"
+#include "library/SnippetEntity.h"
 
-#include "CategoryEntity.h"
-#include "ColorFilter.h"
-#include "PlainCharacters.h"
-#include "RtfReader.h"
-#include "RtfWriter.h"
-#include "TextRules.h"
+#include "library/CategoryEntity.h"
+#include "richtext/ColorFilter.h"
+#include "richtext/PlainCharacters.h"
+#include "richtext/RtfReader.h"
+#include "richtext/RtfWriter.h"
+#include "text/TextRules.h"
 
 #include <QTextDocument>
 

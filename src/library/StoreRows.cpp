@@ -1,8 +1,8 @@
-#include "StoreRows.h"
+#include "library/StoreRows.h"
 
-#include "CategoryEntity.h"
-#include "SnippetEntity.h"
-#include "SqliteDatabase.h"
+#include "library/CategoryEntity.h"
+#include "library/SnippetEntity.h"
+#include "platform/sqlite/SqliteDatabase.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "StoreSchema.h"
+#include "library/StoreSchema.h"
 
-#include "SqliteDatabase.h"
+#include "platform/sqlite/SqliteDatabase.h"
 
 #include <array>
 

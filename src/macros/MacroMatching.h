@@ -2,7 +2,7 @@
 
 // Internal to the macro processor: what its plain and rich resolutions share.
 
-#include "MacroProcessor.h"
+#include "macros/MacroProcessor.h"
 
 #include <QHash>
 #include <QString>

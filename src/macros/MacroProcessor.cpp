@@ -1,8 +1,8 @@
-#include "MacroProcessor.h"
+#include "macros/MacroProcessor.h"
 
-#include "ClipboardReader.h"
-#include "MacroMatching.h"
-#include "TextRules.h"
+#include "macros/MacroMatching.h"
+#include "platform/api/ClipboardReader.h"
+#include "text/TextRules.h"
 
 #include <QUuid>
 #include <algorithm>

@@ -1,9 +1,9 @@
 // The rich-text operations of MacroProcessor, apart so that the plain ones build without
 // QTextDocument.
 
-#include "MacroMatching.h"
-#include "MacroProcessor.h"
-#include "PlainCharacters.h"
+#include "macros/MacroMatching.h"
+#include "macros/MacroProcessor.h"
+#include "richtext/PlainCharacters.h"
 
 #include <QTextCursor>
 #include <QTextDocument>

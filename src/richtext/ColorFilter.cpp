@@ -1,4 +1,4 @@
-#include "ColorFilter.h"
+#include "richtext/ColorFilter.h"
 
 #include <QColor>
 #include <QTextBlock>

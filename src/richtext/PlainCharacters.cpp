@@ -1,4 +1,4 @@
-#include "PlainCharacters.h"
+#include "richtext/PlainCharacters.h"
 
 #include <QTextDocument>
 

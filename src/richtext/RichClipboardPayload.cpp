@@ -1,7 +1,7 @@
-#include "RichClipboardPayload.h"
+#include "richtext/RichClipboardPayload.h"
 
-#include "PlainCharacters.h"
-#include "RtfWriter.h"
+#include "richtext/PlainCharacters.h"
+#include "richtext/RtfWriter.h"
 
 #include <QTextDocument>
 

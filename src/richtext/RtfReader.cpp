@@ -1,6 +1,6 @@
-#include "RtfReader.h"
+#include "richtext/RtfReader.h"
 
-#include "CodePage.h"
+#include "richtext/CodePage.h"
 
 #include <QColor>
 #include <QTextBlockFormat>

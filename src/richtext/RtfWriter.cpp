@@ -1,6 +1,6 @@
-#include "RtfWriter.h"
+#include "richtext/RtfWriter.h"
 
-#include "RtfReader.h"
+#include "richtext/RtfReader.h"
 
 #include <QColor>
 #include <QTextBlock>

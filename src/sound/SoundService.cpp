@@ -1,7 +1,7 @@
-#include "SoundService.h"
+#include "sound/SoundService.h"
 
-#include "SoundPlayer.h"
-#include "SystemSounds.h"
+#include "platform/api/SoundPlayer.h"
+#include "sound/SystemSounds.h"
 
 #include <QDir>
 #include <QFile>

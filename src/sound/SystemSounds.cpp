@@ -1,4 +1,4 @@
-#include "SystemSounds.h"
+#include "sound/SystemSounds.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "TextRules.h"
+#include "text/TextRules.h"
 
 #include <memory>
 #include <unicode/brkiter.h>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "AIService.h"
-#include "FileSecretStore.h"
-#include "HttpTestServer.h"
-#include "QtHttpClient.h"
+#include "ai/AIService.h"
+#include "platform/qt/QtHttpClient.h"
+#include "platform/secrets/FileSecretStore.h"
+#include "support/HttpTestServer.h"
 
 #include <QSettings>
 #include <QSignalSpy>

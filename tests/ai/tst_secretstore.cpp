@@ -1,5 +1,5 @@
-#include "FileSecretStore.h"
-#include "KeychainSecretStore.h"
+#include "platform/secrets/FileSecretStore.h"
+#include "platform/secrets/KeychainSecretStore.h"
 
 #include <QDir>
 #include <QFile>

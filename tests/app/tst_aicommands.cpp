@@ -1,5 +1,5 @@
-#include "CommandRun.h"
-#include "HttpTestServer.h"
+#include "support/CommandRun.h"
+#include "support/HttpTestServer.h"
 
 #include <QDir>
 #include <QFile>

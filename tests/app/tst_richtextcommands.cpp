@@ -1,5 +1,5 @@
-#include "CommandRun.h"
-#include "RtfReader.h"
+#include "richtext/RtfReader.h"
+#include "support/CommandRun.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

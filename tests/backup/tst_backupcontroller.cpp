@@ -1,6 +1,6 @@
-#include "BackupController.h"
-#include "PersistenceController.h"
-#include "SnippetEntity.h"
+#include "backup/BackupController.h"
+#include "library/PersistenceController.h"
+#include "library/SnippetEntity.h"
 
 #include <QDir>
 #include <QSettings>

@@ -1,8 +1,8 @@
-#include "BackupCodec.h"
-#include "BackupService.h"
-#include "CategoryEntity.h"
-#include "PersistenceController.h"
-#include "SnippetEntity.h"
+#include "backup/BackupCodec.h"
+#include "backup/BackupService.h"
+#include "library/CategoryEntity.h"
+#include "library/PersistenceController.h"
+#include "library/SnippetEntity.h"
 
 #include <QFile>
 #include <QTemporaryDir>

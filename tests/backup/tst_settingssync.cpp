@@ -1,9 +1,9 @@
-#include "Fakes.h"
-#include "JsonFileKeyValueStore.h"
-#include "RecordingSoundPlayer.h"
-#include "SettingsSyncService.h"
-#include "SoundService.h"
-#include "TextExpansionService.h"
+#include "backup/SettingsSyncService.h"
+#include "expansion/TextExpansionService.h"
+#include "platform/qt/JsonFileKeyValueStore.h"
+#include "sound/SoundService.h"
+#include "support/Fakes.h"
+#include "support/RecordingSoundPlayer.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "XvfbServer.h"
+#include "support/XvfbServer.h"
 
 #include <QFile>
 #include <QProcess>

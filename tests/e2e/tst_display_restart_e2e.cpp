@@ -1,7 +1,7 @@
-#include "CommandRun.h"
 #include "EndToEnd.h"
-#include "ProcessTree.h"
-#include "XvfbServer.h"
+#include "support/CommandRun.h"
+#include "support/ProcessTree.h"
+#include "support/XvfbServer.h"
 
 #include <QFile>
 #include <QTemporaryDir>

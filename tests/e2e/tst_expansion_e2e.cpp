@@ -1,7 +1,7 @@
-#include "CommandRun.h"
 #include "EndToEnd.h"
-#include "HttpTestServer.h"
-#include "XvfbServer.h"
+#include "support/CommandRun.h"
+#include "support/HttpTestServer.h"
+#include "support/XvfbServer.h"
 
 #include <QBuffer>
 #include <QCoreApplication>

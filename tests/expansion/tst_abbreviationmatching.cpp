@@ -1,6 +1,6 @@
-#include "Fakes.h"
-#include "TextExpansionService.h"
-#include "TextRules.h"
+#include "expansion/TextExpansionService.h"
+#include "support/Fakes.h"
+#include "text/TextRules.h"
 
 #include <QRandomGenerator>
 #include <QTest>

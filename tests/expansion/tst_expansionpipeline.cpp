@@ -1,6 +1,6 @@
-#include "ExpansionPipeline.h"
-#include "Scheduler.h"
-#include "TextExpansionService.h"
+#include "expansion/ExpansionPipeline.h"
+#include "expansion/TextExpansionService.h"
+#include "platform/api/Scheduler.h"
 
 #include <QGuiApplication>
 #include <QPointer>

@@ -1,6 +1,6 @@
-#include "Fakes.h"
-#include "KeyboardMonitor.h"
-#include "TextExpansionService.h"
+#include "expansion/TextExpansionService.h"
+#include "platform/api/KeyboardMonitor.h"
+#include "support/Fakes.h"
 
 #include <QSettings>
 #include <QSignalSpy>

@@ -1,8 +1,8 @@
 // libFuzzer entry point: any bytes through the RTF reader, and whatever it reads through the
 // writer and back, which must give the same bytes again.
 
-#include "RtfReader.h"
-#include "RtfWriter.h"
+#include "richtext/RtfReader.h"
+#include "richtext/RtfWriter.h"
 
 #include <QTextDocument>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // Saves one new snippet after another into the store at argv[1], printing the abbreviation of
 // each save that returned, until it is killed.
-#include "PersistenceController.h"
-#include "SnippetEntity.h"
+#include "library/PersistenceController.h"
+#include "library/SnippetEntity.h"
 
 #include <QCoreApplication>
 #include <cstdio>

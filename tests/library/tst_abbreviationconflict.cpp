@@ -1,6 +1,6 @@
-#include "AbbreviationConflict.h"
-#include "SnippetEntity.h"
-#include "TestText.h"
+#include "library/AbbreviationConflict.h"
+#include "library/SnippetEntity.h"
+#include "support/TestText.h"
 
 #include <QTest>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "CategoryPalette.h"
+#include "library/CategoryPalette.h"
 
 #include <QTest>
 

@@ -1,7 +1,7 @@
-#include "CategoryEntity.h"
-#include "PersistenceController.h"
-#include "SnippetEntity.h"
-#include "SqliteDatabase.h"
+#include "library/CategoryEntity.h"
+#include "library/PersistenceController.h"
+#include "library/SnippetEntity.h"
+#include "platform/sqlite/SqliteDatabase.h"
 
 #include <QSettings>
 #include <QSignalSpy>

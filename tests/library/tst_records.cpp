@@ -1,6 +1,6 @@
-#include "CategoryEntity.h"
-#include "SnippetEntity.h"
-#include "TestText.h"
+#include "library/CategoryEntity.h"
+#include "library/SnippetEntity.h"
+#include "support/TestText.h"
 
 #include <QTest>
 #include <QTextBlock>

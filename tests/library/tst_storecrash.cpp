@@ -1,6 +1,6 @@
-#include "PersistenceController.h"
-#include "SnippetEntity.h"
-#include "SqliteDatabase.h"
+#include "library/PersistenceController.h"
+#include "library/SnippetEntity.h"
+#include "platform/sqlite/SqliteDatabase.h"
 
 #include <QProcess>
 #include <QRandomGenerator>

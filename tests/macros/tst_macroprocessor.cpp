@@ -1,5 +1,5 @@
-#include "Fakes.h"
-#include "MacroProcessor.h"
+#include "macros/MacroProcessor.h"
+#include "support/Fakes.h"
 
 #include <QTest>
 

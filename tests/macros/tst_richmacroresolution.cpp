@@ -1,8 +1,8 @@
-#include "Fakes.h"
-#include "MacroProcessor.h"
-#include "PlainCharacters.h"
-#include "RichTextTestSupport.h"
-#include "TestText.h"
+#include "macros/MacroProcessor.h"
+#include "richtext/PlainCharacters.h"
+#include "support/Fakes.h"
+#include "support/RichTextTestSupport.h"
+#include "support/TestText.h"
 
 #include <QGuiApplication>
 #include <QTest>

@@ -1,5 +1,5 @@
-#include "QtClipboard.h"
-#include "XvfbServer.h"
+#include "platform/qt/QtClipboard.h"
+#include "support/XvfbServer.h"
 
 #include <QClipboard>
 #include <QGuiApplication>

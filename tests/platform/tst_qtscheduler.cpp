@@ -1,4 +1,4 @@
-#include "QtScheduler.h"
+#include "platform/qt/QtScheduler.h"
 
 #include <QElapsedTimer>
 #include <QTest>

@@ -1,5 +1,5 @@
-#include "X11KeyboardMonitor.h"
-#include "XvfbServer.h"
+#include "platform/x11/X11KeyboardMonitor.h"
+#include "support/XvfbServer.h"
 
 #include <QTest>
 #include <atomic>

@@ -1,6 +1,5 @@
-#include "PasteShortcuts.h"
-#include "X11KeyInjector.h"
-#include "XvfbServer.h"
+#include "platform/x11/X11KeyInjector.h"
+#include "support/XvfbServer.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -50,8 +49,6 @@ private Q_SLOTS:
     void pasteFromClipboard();
     void focusedWindowIsOurs();
     void waitsForHeldModifiers();
-    void shortcutTable_data();
-    void shortcutTable();
     void ownWindowFollowsTheWindowManager();
 };
 
@@ -91,37 +88,6 @@ void TestX11KeyInjector::waitsForHeldModifiers()
     QVERIFY(!m_injector->waitForModifiersReleased(std::chrono::milliseconds(100)));
     QVERIFY(XvfbServer::run(u"xdotool"_s, {u"keyup"_s, u"ctrl"_s}));
     QVERIFY(m_injector->waitForModifiersReleased(std::chrono::milliseconds(500)));
-}
-
-void TestX11KeyInjector::shortcutTable_data()
-{
-    QTest::addColumn<QStringList>("userEntries");
-    QTest::addColumn<QString>("windowClass");
-    QTest::addColumn<int>("shortcut");
-    QTest::addColumn<QStringList>("unreadable");
-    const int v = int(PasteShortcut::controlV), shiftV = int(PasteShortcut::controlShiftV),
-              insert = int(PasteShortcut::shiftInsert);
-    QTest::newRow("editor") << QStringList{} << u"Gedit"_s << v << QStringList{};
-    QTest::newRow("terminal") << QStringList{} << u"Gnome-terminal"_s << shiftV << QStringList{};
-    QTest::newRow("xterm") << QStringList{} << u"XTerm"_s << insert << QStringList{};
-    QTest::newRow("user adds a terminal")
-        << QStringList{u"MyTerm = Ctrl+Shift+V"_s} << u"myterm"_s << shiftV << QStringList{};
-    QTest::newRow("user overrides")
-        << QStringList{u"kitty=ctrl+v"_s} << u"kitty"_s << v << QStringList{};
-    QTest::newRow("unreadable entries are reported")
-        << QStringList{u"nothing"_s, u"=ctrl+v"_s, u"x=alt+v"_s} << u"x"_s << v
-        << QStringList{u"nothing"_s, u"=ctrl+v"_s, u"x=alt+v"_s};
-}
-
-void TestX11KeyInjector::shortcutTable()
-{
-    QFETCH(QStringList, userEntries);
-    QFETCH(QString, windowClass);
-    QFETCH(int, shortcut);
-    QFETCH(QStringList, unreadable);
-    PasteShortcuts table;
-    QCOMPARE(table.addUserEntries(userEntries), unreadable);
-    QCOMPARE(int(table.forWindowClass(windowClass)), shortcut);
 }
 
 // A window manager announces each newly active window on the root window; the answer must

@@ -1,5 +1,5 @@
-#include "ColorFilter.h"
-#include "RichTextTestSupport.h"
+#include "richtext/ColorFilter.h"
+#include "support/RichTextTestSupport.h"
 
 #include <QGuiApplication>
 #include <QTest>

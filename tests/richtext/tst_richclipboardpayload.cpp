@@ -1,6 +1,6 @@
-#include "RichClipboardPayload.h"
-#include "RichTextTestSupport.h"
-#include "RtfReader.h"
+#include "richtext/RichClipboardPayload.h"
+#include "richtext/RtfReader.h"
+#include "support/RichTextTestSupport.h"
 
 #include <QGuiApplication>
 #include <QTest>

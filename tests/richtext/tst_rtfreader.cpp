@@ -1,7 +1,7 @@
-#include "PlainCharacters.h"
-#include "RichTextTestSupport.h"
-#include "RtfReader.h"
-#include "RtfWriter.h"
+#include "richtext/PlainCharacters.h"
+#include "richtext/RtfReader.h"
+#include "richtext/RtfWriter.h"
+#include "support/RichTextTestSupport.h"
 
 #include <QDir>
 #include <QGuiApplication>

@@ -1,7 +1,7 @@
-#include "RichTextTestSupport.h"
-#include "RtfReader.h"
-#include "RtfWriter.h"
-#include "TestText.h"
+#include "richtext/RtfReader.h"
+#include "richtext/RtfWriter.h"
+#include "support/RichTextTestSupport.h"
+#include "support/TestText.h"
 
 #include <QGuiApplication>
 #include <QTest>

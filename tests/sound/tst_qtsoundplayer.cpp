@@ -1,5 +1,5 @@
-#include "QtSoundPlayer.h"
-#include "SystemSounds.h"
+#include "platform/qt/QtSoundPlayer.h"
+#include "sound/SystemSounds.h"
 
 #include <QFile>
 #include <QSignalSpy>

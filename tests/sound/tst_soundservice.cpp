@@ -1,5 +1,5 @@
-#include "RecordingSoundPlayer.h"
-#include "SoundService.h"
+#include "sound/SoundService.h"
+#include "support/RecordingSoundPlayer.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,5 +1,5 @@
-#include "SystemSounds.h"
 #include "WavReader.h"
+#include "sound/SystemSounds.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ClipboardReader.h"
-#include "FrontmostApplication.h"
-#include "Scheduler.h"
+#include "platform/api/ClipboardReader.h"
+#include "platform/api/FrontmostApplication.h"
+#include "platform/api/Scheduler.h"
 
 #include <QObject>
 #include <QPointer>

@@ -1,5 +1,5 @@
-#include "TestText.h"
-#include "TextRules.h"
+#include "support/TestText.h"
+#include "text/TextRules.h"
 
 #include <QTest>
 

@@ -1,4 +1,4 @@
-#include "FillInPanel.h"
+#include "ui/panels/FillInPanel.h"
 
 #include <QApplication>
 #include <QLineEdit>

@@ -1,4 +1,4 @@
-#include "GeneratingPanel.h"
+#include "ui/panels/GeneratingPanel.h"
 
 #include <QApplication>
 #include <QLabel>

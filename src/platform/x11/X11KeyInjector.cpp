@@ -1,4 +1,4 @@
-#include "X11KeyInjector.h"
+#include "platform/x11/X11KeyInjector.h"
 
 #include <QByteArray>
 #include <QThread>

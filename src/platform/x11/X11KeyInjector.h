@@ -1,14 +1,14 @@
 #pragma once
 
-#include "FrontmostApplication.h"
-#include "KeyInjector.h"
+#include "platform/api/KeyInjector.h"
+#include "platform/api/WindowFocus.h"
 
 #include <memory>
 #include <optional>
 
 // Synthetic keys through XTEST on a connection of its own (main thread), and what the focused
 // window is (EWMH's _NET_ACTIVE_WINDOW, else the input focus).
-class X11KeyInjector final : public KeyInjector, public FrontmostApplication {
+class X11KeyInjector final : public KeyInjector, public WindowFocus {
 public:
     X11KeyInjector();
     ~X11KeyInjector() override;
@@ -21,10 +21,9 @@ public:
     void pressLeftArrow(int count) override;
     void pressPaste(PasteShortcut shortcut) override;
 
-    std::optional<FocusedWindow> focusedWindow() const;
-    // Gives the keyboard focus back to a window (through the window manager when there is one);
-    // later keys from this injector reach it.
-    void activate(unsigned long window);
+    std::optional<FocusedWindow> focusedWindow() const override;
+    // Later keys from this injector reach the activated window.
+    void activate(unsigned long window) override;
     bool isOwnApplicationFrontmost() const override;
 
     struct Connection;

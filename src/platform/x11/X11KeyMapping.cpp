@@ -1,6 +1,6 @@
-#include "X11KeyMapping.h"
+#include "platform/x11/X11KeyMapping.h"
 
-#include "KeyEvent.h"
+#include "platform/api/KeyEvent.h"
 
 #include <X11/X.h>
 #include <X11/keysym.h>

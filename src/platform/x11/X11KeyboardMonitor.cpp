@@ -1,7 +1,7 @@
-#include "X11KeyboardMonitor.h"
+#include "platform/x11/X11KeyboardMonitor.h"
 
-#include "UniqueFd.h"
-#include "X11KeyMapping.h"
+#include "common/UniqueFd.h"
+#include "platform/x11/X11KeyMapping.h"
 
 #include <QByteArray>
 #include <QLoggingCategory>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KeyboardMonitor.h"
+#include "platform/api/KeyboardMonitor.h"
 
 #include <memory>
 

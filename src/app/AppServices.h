@@ -1,0 +1,22 @@
+#pragma once
+
+#include "cli/CommandServices.h"
+
+#include <memory>
+
+// The process's one settings object, store and AI service, with the system parts they talk
+// through. Created here, in the application, and handed to the commands and the engine; each
+// is made on first use and destroyed before Qt itself.
+class AppServices final : public CommandServices {
+public:
+    AppServices();
+    ~AppServices() override;
+
+    QSettings& settings() override;
+    PersistenceController& store() override;
+    AIService& ai() override;
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> m_parts;
+};

@@ -1,0 +1,190 @@
+#include "app/Engine.h"
+
+#include "ai/AIService.h"
+#include "app/AppServices.h"
+#include "backup/SettingsSyncService.h"
+#include "common/AppPaths.h"
+#include "expansion/ExpansionPipeline.h"
+#include "expansion/PasteShortcuts.h"
+#include "expansion/TextExpansionService.h"
+#include "library/PersistenceController.h"
+#include "library/SnippetEntity.h"
+#include "macros/MacroProcessor.h"
+#include "platform/qt/JsonFileKeyValueStore.h"
+#include "platform/qt/QtClipboard.h"
+#include "platform/qt/QtScheduler.h"
+#include "platform/qt/QtSoundPlayer.h"
+#include "platform/x11/X11KeyInjector.h"
+#include "platform/x11/X11KeyboardMonitor.h"
+#include "sound/SoundService.h"
+#include "sound/SystemSounds.h"
+#include "ui/panels/FillInPanel.h"
+#include "ui/panels/GeneratingPanel.h"
+
+#include <QDir>
+#include <QLoggingCategory>
+#include <QSettings>
+
+Q_LOGGING_CATEGORY(lcEngine, "scrivlane.engine")
+
+namespace {
+
+std::vector<SnippetRecord> snippetRecords(const PersistenceController& store)
+{
+    std::vector<SnippetRecord> records;
+    for (const SnippetEntity* s : store.fetchActiveSnippets()) {
+        if (!s->abbreviation() || s->abbreviation()->isEmpty() || !s->expandedText())
+            continue;
+        records.push_back({*s->abbreviation(), *s->expandedText(), s->isRichText(),
+                           s->isRichText() ? s->expandedTextRTF() : std::nullopt});
+    }
+    return records;
+}
+
+// The form takes the keyboard; the window the user was typing in gets it back before the paste.
+class FocusReturningFillIns final : public FillInPresenter {
+public:
+    explicit FocusReturningFillIns(WindowFocus* focus) : m_focus(focus) {}
+    void show(const QList<FillInField>& fields,
+              std::function<void(const QHash<QString, QString>&)> completed,
+              std::function<void()> cancelled) override
+    {
+        const std::optional<FocusedWindow> previous = m_focus->focusedWindow();
+        const unsigned long window = previous ? previous->id : 0;
+        WindowFocus* focus = m_focus;
+        FillInPanel::show(
+            fields,
+            [focus, window, completed](const QHash<QString, QString>& values) {
+                focus->activate(window);
+                completed(values);
+            },
+            [focus, window, cancelled] {
+                focus->activate(window);
+                cancelled();
+            });
+    }
+
+private:
+    WindowFocus* m_focus;
+};
+
+} // namespace
+
+struct Engine::Parts {
+    explicit Parts(AppServices& s) : services(s) {}
+    AppServices& services;
+    QtScheduler scheduler;
+    std::unique_ptr<QtClipboard> clipboard;
+    std::unique_ptr<X11KeyInjector> keys;
+    std::unique_ptr<X11KeyboardMonitor> monitor;
+    std::unique_ptr<TextExpansionService> expansion;
+    std::unique_ptr<QtSoundPlayer> player;
+    std::unique_ptr<SoundService> sound;
+    std::unique_ptr<JsonFileKeyValueStore> sharedPreferences;
+    std::unique_ptr<SettingsSyncService> preferenceSync;
+    std::unique_ptr<FocusReturningFillIns> fillIns;
+    std::unique_ptr<GeneratingPanel> generating;
+    std::unique_ptr<ExpansionPipeline> pipeline;
+    PasteShortcuts pasteShortcuts;
+};
+
+Engine::Engine(AppServices& services, QObject* parent)
+    : QObject(parent), m_parts(std::make_unique<Parts>(services))
+{
+    Parts& p = *m_parts;
+    QSettings& defaults = services.settings();
+    PersistenceController& store = services.store();
+
+    p.clipboard = std::make_unique<QtClipboard>();
+    p.keys = std::make_unique<X11KeyInjector>();
+    p.monitor = std::make_unique<X11KeyboardMonitor>();
+    X11KeyInjector* keys = p.keys.get();
+    WindowFocus* focus = keys;
+    p.expansion = std::make_unique<TextExpansionService>(TextExpansionService::Dependencies{
+        &p.scheduler, p.clipboard.get(), focus, &defaults, p.monitor.get(), [keys] {
+            return keys->isAvailable()
+                       ? QString()
+                       : QStringLiteral("the X server has no XTEST extension for synthetic keys.");
+        }});
+    MacroProcessor::setClipboardReader(p.clipboard.get());
+
+    const auto rebuild = [this] {
+        m_parts->expansion->updateSnippets(snippetRecords(m_parts->services.store()));
+    };
+    rebuild();
+    connect(&store, &PersistenceController::didSave, this, rebuild);
+    connect(&store, &PersistenceController::remoteStoreChanged, this, rebuild);
+    // Our own windows are recognised by the focused window's process (WindowFocus); Qt's
+    // application state is not used, as it can stay "active" after our last window closed
+    // when no window manager runs.
+
+    const QString systemSounds =
+        QDir(AppPaths::dataDir()).absoluteFilePath(QStringLiteral("SystemSounds"));
+    p.player = std::make_unique<QtSoundPlayer>([systemSounds](const QString& name) {
+        return SystemSounds::ensureFile(systemSounds, name);
+    });
+    p.sound = std::make_unique<SoundService>(SoundService::Dependencies{
+        p.player.get(), &defaults,
+        QDir(AppPaths::dataDir()).absoluteFilePath(QStringLiteral("Sounds"))});
+
+    // Changes are pushed from the start; values from other machines are read once sync is on.
+    p.sharedPreferences =
+        std::make_unique<JsonFileKeyValueStore>(SettingsSyncService::syncFolder(defaults));
+    p.preferenceSync = std::make_unique<SettingsSyncService>(
+        SettingsSyncService::Dependencies{p.sharedPreferences.get(), &defaults});
+    p.preferenceSync->connectOwners(p.expansion.get(), p.sound.get());
+    if (defaults.value(QStringLiteral("tw_iCloudSyncEnabled"), false).toBool())
+        p.preferenceSync->start();
+
+    p.generating = std::make_unique<GeneratingPanel>([focus]() -> QRect {
+        const auto focused = focus->focusedWindow();
+        return focused ? QRect(focused->x, focused->y, focused->width, focused->height) : QRect();
+    });
+    ExpansionPipeline::Parts parts;
+    parts.scheduler = &p.scheduler;
+    parts.keys = keys;
+    parts.clipboard = p.clipboard.get();
+    p.fillIns = std::make_unique<FocusReturningFillIns>(focus);
+    parts.fillIns = p.fillIns.get();
+    parts.indicator = p.generating.get();
+    AIService& ai = services.ai();
+    parts.aiEnabled = [&ai] { return ai.isEnabled(); };
+    parts.complete = [&ai](const QString& prompt, auto done) {
+        ai.complete(prompt, [done](const AIResult<QString>& result) {
+            if (const auto* reply = std::get_if<QString>(&result))
+                done(ExpansionPipeline::AIOutcome(std::in_place_index<0>, *reply));
+            else
+                done(ExpansionPipeline::AIOutcome(std::in_place_index<1>,
+                                                  failureDescription(std::get<AIFailure>(result))));
+        });
+    };
+    parts.pasteShortcut = [this, focus] {
+        const auto focused = focus->focusedWindow();
+        return m_parts->pasteShortcuts.forWindowClass(focused ? focused->windowClass : QString());
+    };
+    parts.onExpansion = [this] { m_parts->sound->playExpansionSound(); };
+    p.pasteShortcuts.addUserEntries(
+        defaults.value(QStringLiteral("tw_pasteShortcuts")).toStringList());
+    p.pipeline = std::make_unique<ExpansionPipeline>(p.expansion.get(), parts);
+
+    // Watching keys needs RECORD and XTEST; without them the service keeps asking every 1.5 s.
+    connect(p.expansion.get(), &TextExpansionService::monitoringStarted, this,
+            [] { qCInfo(lcEngine) << "ScrivLane is watching the keyboard"; });
+    connect(p.expansion.get(), &TextExpansionService::monitoringFailed, this,
+            [](const QString& reason) {
+                qCWarning(lcEngine).noquote()
+                    << "Cannot watch the keyboard:" << reason << "Trying again every 1.5 seconds.";
+            });
+}
+
+Engine::~Engine() = default;
+
+void Engine::start()
+{
+    m_parts->expansion->startMonitoring();
+}
+
+TextExpansionService& Engine::expansion()
+{
+    return *m_parts->expansion;
+}
