@@ -18,8 +18,11 @@ BackupController::BackupController(Dependencies dependencies, QObject* parent)
     loadBackupFolder();
 }
 
+// The workers touch neither the store nor this object; their results are posted to it, and
+// Qt drops them once it is gone. Waiting is bounded by one encode or decode.
 BackupController::~BackupController()
 {
+    m_cancelled->store(true);
     m_workers.waitForDone();
 }
 
@@ -57,11 +60,16 @@ void BackupController::performBackup()
     setBackingUp(true);
     setStatus(QString());
     const QString folder = m_backupFolder;
-    const AppSettingsBackup settings = m_dependencies.currentSettings();
     const QDateTime now = m_dependencies.clock();
-    m_workers.start([this, folder, settings, now] {
-        const BackupService::ExportOutcome outcome =
-            BackupService::exportBackup(folder, *m_dependencies.store, settings, now);
+    // The snapshot is taken here, on the store's thread, before the worker starts.
+    BackupFile file =
+        BackupService::makeBackup(*m_dependencies.store, m_dependencies.currentSettings(), now);
+    const std::shared_ptr<std::atomic<bool>> cancelled = m_cancelled;
+    m_workers.start([this, folder, file = std::move(file), now, cancelled] {
+        const BackupService::ExportOutcome outcome = BackupService::writeBackup(
+            folder, file, now, [cancelled] { return cancelled->load(); });
+        if (cancelled->load())
+            return;
         QMetaObject::invokeMethod(this, [this, outcome] {
             setBackingUp(false);
             if (outcome.filePath.isEmpty()) {
@@ -82,17 +90,22 @@ void BackupController::performRestore(const QString& file)
         return;
     setRestoring(true);
     setStatus(QString());
-    m_workers.start([this, file] {
-        const BackupService::SettingsTarget target = m_dependencies.settingsTarget;
-        const auto result = BackupService::restoreBackup(
-            file, *m_dependencies.store,
-            [target](const AppSettingsBackup& s) { BackupService::applySettings(s, target); });
-        QMetaObject::invokeMethod(this, [this, result] {
+    const std::shared_ptr<std::atomic<bool>> cancelled = m_cancelled;
+    m_workers.start([this, file, cancelled] {
+        std::variant<BackupFile, QString> decoded = BackupService::readBackup(file);
+        if (cancelled->load())
+            return;
+        QMetaObject::invokeMethod(this, [this, decoded = std::move(decoded)] {
             setRestoring(false);
-            if (const auto* counts = std::get_if<RestoreResult>(&result))
-                setStatus(BackupService::resultLine(*counts));
-            else
-                setStatus(BackupService::failureLine(std::get<QString>(result)));
+            if (const auto* error = std::get_if<QString>(&decoded)) {
+                setStatus(BackupService::failureLine(*error));
+                return;
+            }
+            const BackupFile& backup = std::get<BackupFile>(decoded);
+            const RestoreResult counts = BackupService::addToLibrary(backup, *m_dependencies.store);
+            if (backup.settings)
+                BackupService::applySettings(*backup.settings, m_dependencies.settingsTarget);
+            setStatus(BackupService::resultLine(counts));
         });
     });
 }

@@ -5,11 +5,15 @@
 #include <QDateTime>
 #include <QObject>
 #include <QThreadPool>
+#include <atomic>
+#include <memory>
 
 class QSettings;
 
 // The state behind the settings' file backup section: the chosen folder, the last backup,
-// "Back Up Now" and restore, each on a worker, with the status line of the last outcome.
+// "Back Up Now" and restore, with the status line of the last outcome. The store is read and
+// written on the main thread only; a worker encodes and writes, or reads and decodes, and
+// hands its result back without waiting, so destroying the controller never blocks on it.
 class BackupController : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString backupFolder READ backupFolder NOTIFY backupFolderChanged)
@@ -29,7 +33,7 @@ public:
     };
 
     explicit BackupController(Dependencies dependencies, QObject* parent = nullptr);
-    ~BackupController() override; // waits for a running backup or restore
+    ~BackupController() override; // cancels a running backup or restore
 
     QString backupFolder() const { return m_backupFolder; } // empty: not set (or stale)
     QDateTime lastBackupDate() const { return m_lastBackupDate; }
@@ -63,5 +67,7 @@ private:
     QString m_statusMessage;
     bool m_isBackingUp = false;
     bool m_isRestoring = false;
+    // Set when the controller goes: a worker still running writes nothing more.
+    std::shared_ptr<std::atomic<bool>> m_cancelled = std::make_shared<std::atomic<bool>>(false);
     QThreadPool m_workers;
 };

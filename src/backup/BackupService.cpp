@@ -80,107 +80,123 @@ BackupFile makeBackup(const PersistenceController& store, AppSettingsBackup sett
     return file;
 }
 
+ExportOutcome writeBackup(const QString& folder, const BackupFile& file, const QDateTime& now,
+                          const std::function<bool()>& cancelled)
+{
+    if (!QFileInfo(folder).isDir())
+        return {QString(), QStringLiteral("The folder %1 does not exist.").arg(folder)};
+    const QByteArray bytes = BackupCodec::encode(file);
+    const QString path = QDir(folder).absoluteFilePath(fileName(now));
+    QSaveFile out(path);
+    if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size())
+        return {QString(), out.errorString()};
+    if (cancelled && cancelled()) {
+        out.cancelWriting();
+        return {QString(), QStringLiteral("Cancelled.")};
+    }
+    if (!out.commit())
+        return {QString(), out.errorString()};
+    return {path, QString()};
+}
+
 ExportOutcome exportBackup(const QString& folder, PersistenceController& store,
                            const AppSettingsBackup& settings, const QDateTime& now)
 {
-    BackupFile file;
-    store.performOnMainThread([&] { file = makeBackup(store, settings, now); });
-    const QByteArray bytes = BackupCodec::encode(file);
+    return writeBackup(folder, makeBackup(store, settings, now), now);
+}
 
-    const QString path = QDir(folder).absoluteFilePath(fileName(now));
-    if (!QFileInfo(folder).isDir())
-        return {QString(), QStringLiteral("The folder %1 does not exist.").arg(folder)};
-    QSaveFile out(path);
-    if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size() || !out.commit())
-        return {QString(), out.errorString()};
-    return {path, QString()};
+std::variant<BackupFile, QString> readBackup(const QString& filePath)
+{
+    QFile in(filePath);
+    if (!in.open(QIODevice::ReadOnly))
+        return QStringLiteral("%1: %2").arg(QFileInfo(filePath).fileName(), in.errorString());
+    return BackupCodec::decode(in.readAll());
+}
+
+RestoreResult addToLibrary(const BackupFile& file, PersistenceController& store)
+{
+    RestoreResult result;
+    QSet<QString> snippetIds;
+    for (const SnippetEntity* s : store.fetchAllSnippets())
+        if (s->id())
+            snippetIds.insert(idText(s->id()));
+    // The first category of a name, active or trashed, takes that name's snippets.
+    QHash<QString, CategoryEntity*> categoriesByName;
+    for (CategoryEntity* c :
+         store.fetchCategories(PersistenceController::Filter::all,
+                               PersistenceController::CategoryOrder::sortOrderAscending))
+        if (c->name() && !categoriesByName.contains(*c->name()))
+            categoriesByName.insert(*c->name(), c);
+
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    for (const SnippetBackup& b : file.snippets) {
+        if (snippetIds.contains(b.id)) {
+            ++result.snippetsSkipped;
+            continue;
+        }
+        CategoryEntity* category = nullptr;
+        if (b.categoryName) {
+            category = categoriesByName.value(*b.categoryName);
+            if (!category) {
+                category = store.createCategory(
+                    *b.categoryName,
+                    b.categoryColorHex.value_or(CategoryPalette::defaultColorHex()));
+                category->setTrashedAt(b.trashedAt);
+                categoriesByName.insert(*b.categoryName, category);
+            }
+        }
+        auto snippet = std::make_unique<SnippetEntity>();
+        snippet->setId(QUuid::createUuid()); // the file's id is not reused
+        snippet->setTitle(b.title.value_or(QString()));
+        snippet->setAbbreviation(b.abbreviation.value_or(QString()));
+        snippet->setExpandedText(b.expandedText.value_or(QString()));
+        if (b.expandedTextRTFBase64) {
+            const auto rtf = QByteArray::fromBase64Encoding(
+                b.expandedTextRTFBase64->toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
+            if (rtf)
+                snippet->setExpandedTextRTF(*rtf);
+        }
+        snippet->setRichText(b.isRichText);
+        snippet->setCodeSnippet(b.isCodeSnippet);
+        snippet->setCodeLanguage(b.codeLanguage);
+        snippet->setCategory(category);
+        snippet->setCreatedAt(now);
+        snippet->setUpdatedAt(now);
+        snippet->setTrashedAt(b.trashedAt);
+        store.insertSnippet(std::move(snippet));
+        ++result.snippetsAdded;
+    }
+
+    QSet<QString> categoryIds;
+    for (const CategoryEntity* c :
+         store.fetchCategories(PersistenceController::Filter::all,
+                               PersistenceController::CategoryOrder::sortOrderAscending))
+        if (c->id())
+            categoryIds.insert(idText(c->id()));
+    for (const CategoryBackup& b : file.trashedCategories.value_or(QList<CategoryBackup>())) {
+        if (categoryIds.contains(b.id))
+            continue;
+        CategoryEntity* category =
+            store.createCategory(b.name.value_or(QStringLiteral("Untitled")),
+                                 b.colorHex.value_or(CategoryPalette::defaultColorHex()));
+        category->setTrashedAt(b.trashedAt);
+    }
+    // One transaction for the whole restore: it lands entirely or not at all.
+    store.save();
+    result.settingsRestored = file.settings.has_value();
+    return result;
 }
 
 std::variant<RestoreResult, QString>
 restoreBackup(const QString& filePath, PersistenceController& store,
               const std::function<void(const AppSettingsBackup&)>& applySettingsLater)
 {
-    QFile in(filePath);
-    if (!in.open(QIODevice::ReadOnly))
-        return QStringLiteral("%1: %2").arg(QFileInfo(filePath).fileName(), in.errorString());
-    std::variant<BackupFile, QString> decoded = BackupCodec::decode(in.readAll());
+    std::variant<BackupFile, QString> decoded = readBackup(filePath);
     if (const QString* error = std::get_if<QString>(&decoded))
         return *error;
     const BackupFile& file = std::get<BackupFile>(decoded);
-
-    RestoreResult result;
-    store.performOnMainThread([&] {
-        QSet<QString> snippetIds;
-        for (const SnippetEntity* s : store.fetchAllSnippets())
-            if (s->id())
-                snippetIds.insert(idText(s->id()));
-        // The first category of a name, active or trashed, takes that name's snippets.
-        QHash<QString, CategoryEntity*> categoriesByName;
-        for (CategoryEntity* c :
-             store.fetchCategories(PersistenceController::Filter::all,
-                                   PersistenceController::CategoryOrder::sortOrderAscending))
-            if (c->name() && !categoriesByName.contains(*c->name()))
-                categoriesByName.insert(*c->name(), c);
-
-        const QDateTime now = QDateTime::currentDateTimeUtc();
-        for (const SnippetBackup& b : file.snippets) {
-            if (snippetIds.contains(b.id)) {
-                ++result.snippetsSkipped;
-                continue;
-            }
-            CategoryEntity* category = nullptr;
-            if (b.categoryName) {
-                category = categoriesByName.value(*b.categoryName);
-                if (!category) {
-                    category = store.createCategory(
-                        *b.categoryName,
-                        b.categoryColorHex.value_or(CategoryPalette::defaultColorHex()));
-                    category->setTrashedAt(b.trashedAt);
-                    categoriesByName.insert(*b.categoryName, category);
-                }
-            }
-            auto snippet = std::make_unique<SnippetEntity>();
-            snippet->setId(QUuid::createUuid()); // the file's id is not reused
-            snippet->setTitle(b.title.value_or(QString()));
-            snippet->setAbbreviation(b.abbreviation.value_or(QString()));
-            snippet->setExpandedText(b.expandedText.value_or(QString()));
-            if (b.expandedTextRTFBase64) {
-                const auto rtf = QByteArray::fromBase64Encoding(
-                    b.expandedTextRTFBase64->toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
-                if (rtf)
-                    snippet->setExpandedTextRTF(*rtf);
-            }
-            snippet->setRichText(b.isRichText);
-            snippet->setCodeSnippet(b.isCodeSnippet);
-            snippet->setCodeLanguage(b.codeLanguage);
-            snippet->setCategory(category);
-            snippet->setCreatedAt(now);
-            snippet->setUpdatedAt(now);
-            snippet->setTrashedAt(b.trashedAt);
-            store.insertSnippet(std::move(snippet));
-            ++result.snippetsAdded;
-        }
-
-        QSet<QString> categoryIds;
-        for (const CategoryEntity* c :
-             store.fetchCategories(PersistenceController::Filter::all,
-                                   PersistenceController::CategoryOrder::sortOrderAscending))
-            if (c->id())
-                categoryIds.insert(idText(c->id()));
-        for (const CategoryBackup& b : file.trashedCategories.value_or(QList<CategoryBackup>())) {
-            if (categoryIds.contains(b.id))
-                continue;
-            CategoryEntity* category =
-                store.createCategory(b.name.value_or(QStringLiteral("Untitled")),
-                                     b.colorHex.value_or(CategoryPalette::defaultColorHex()));
-            category->setTrashedAt(b.trashedAt);
-        }
-        // One transaction for the whole restore: it lands entirely or not at all.
-        store.save();
-    });
-
+    const RestoreResult result = addToLibrary(file, store);
     if (file.settings) {
-        result.settingsRestored = true;
         const AppSettingsBackup settings = *file.settings;
         QMetaObject::invokeMethod(
             &store, [applySettingsLater, settings] { applySettingsLater(settings); },

@@ -739,16 +739,6 @@ void PersistenceController::enableSyncAndRelaunch()
     QTimer::singleShot(100, this, [this] { m_options.quit(); });
 }
 
-void PersistenceController::performOnMainThread(const std::function<void()>& work)
-{
-    if (QThread::currentThread() == thread()) {
-        work();
-        return;
-    }
-    QMetaObject::invokeMethod(
-        this, [&work] { work(); }, Qt::BlockingQueuedConnection);
-}
-
 void PersistenceController::setSyncError(const QString& error)
 {
     if (m_syncError == error && m_syncError.isNull() == error.isNull())

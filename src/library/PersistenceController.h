@@ -21,7 +21,7 @@ class SqliteDatabase;
 
 // The library's store: every snippet and category, held in memory and kept in one SQLite
 // file. Records are inserted, changed and deleted in memory; save() writes all pending changes
-// in one transaction. Main thread only (performOnMainThread() is the way in from a worker).
+// in one transaction. Main thread only.
 class PersistenceController : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString syncError READ syncError NOTIFY syncErrorChanged)
@@ -112,9 +112,6 @@ public:
 
     // Re-reads what other processes wrote; the file watcher calls it, tests may too.
     void refreshFromStore();
-
-    // Runs work on the main thread and waits for it; from the main thread it runs at once.
-    void performOnMainThread(const std::function<void()>& work);
 
 Q_SIGNALS:
     void didSave();

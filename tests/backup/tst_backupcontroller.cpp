@@ -7,6 +7,8 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <condition_variable>
+#include <thread>
 
 using namespace Qt::StringLiterals;
 
@@ -55,6 +57,8 @@ private Q_SLOTS:
     void backUpNow();
     void failedBackupKeepsLastDate();
     void restoreReportsItsLine();
+    void destroyedWhileRunning_data();
+    void destroyedWhileRunning();
 };
 
 void TestBackupController::folderChoiceSurvivesButNotAMove()
@@ -124,6 +128,62 @@ void TestBackupController::restoreReportsItsLine()
     c->performRestore(m_dir.filePath(u"nothing.json"_s));
     QTRY_VERIFY(!c->isRestoring());
     QVERIFY(c->backupStatusMessage().startsWith(u"Restore failed: "_s));
+}
+
+void TestBackupController::destroyedWhileRunning_data()
+{
+    QTest::addColumn<bool>("restore");
+    QTest::newRow("backup") << false;
+    QTest::newRow("restore") << true;
+}
+
+// Closing the settings or quitting in the middle of a backup must not hang the process. A
+// watchdog ends the test with a message instead of leaving CTest to time out.
+void TestBackupController::destroyedWhileRunning()
+{
+    QFETCH(bool, restore);
+    for (int i = 0; i < 300; ++i)
+        m_store->insertSnippet(SnippetEntity::create(u"T"_s, u"s%1"_s.arg(i), nullptr,
+                                                     QDateTime::currentDateTimeUtc()));
+    m_store->save();
+    const QString backups = folder(u"backups"_s);
+    QString file;
+    {
+        auto first = controller();
+        QVERIFY(first->chooseBackupFolder(backups));
+        first->performBackup();
+        QTRY_VERIFY(!first->isBackingUp());
+        file = QDir(backups).entryInfoList(QDir::Files).at(0).filePath();
+    }
+
+    std::mutex lock;
+    std::condition_variable finished;
+    bool done = false;
+    std::thread watchdog([&] {
+        std::unique_lock guard(lock);
+        if (!finished.wait_for(guard, std::chrono::seconds(20), [&] { return done; }))
+            qFatal("BackupController did not come back from its destructor");
+    });
+    for (int round = 0; round < 25; ++round) {
+        auto c = controller();
+        if (restore)
+            c->performRestore(file);
+        else
+            c->performBackup();
+        QVERIFY(restore ? c->isRestoring() : c->isBackingUp());
+        if (round % 2)
+            QCoreApplication::processEvents(); // sometimes the worker has begun
+        c.reset();
+    }
+    {
+        std::lock_guard guard(lock);
+        done = true;
+    }
+    finished.notify_one();
+    watchdog.join();
+    // Results posted by the cancelled workers find no controller: nothing happens.
+    QTest::qWait(50);
+    QCOMPARE(m_store->fetchAllSnippets().size(), 301);
 }
 
 QTEST_GUILESS_MAIN(TestBackupController)

@@ -66,7 +66,6 @@ private Q_SLOTS:
     void syncEvents();
     void enableSyncAndRelaunch();
     void externalChangesAreMerged();
-    void workerReachesTheStoreThroughTheMainThread();
 };
 
 void TestPersistenceController::everyAttributeSurvivesReopen()
@@ -468,25 +467,6 @@ void TestPersistenceController::externalChangesAreMerged()
     SnippetEntity* stored = reopened->snippetWithId(*edited->id());
     QCOMPARE(stored->title(), std::optional(u"local title"_s));
     QCOMPARE(stored->expandedText(), std::optional(u"their text"_s));
-}
-
-void TestPersistenceController::workerReachesTheStoreThroughTheMainThread()
-{
-    auto store = open();
-    std::atomic<bool> done{false};
-    std::atomic<bool> ranOnMain{false};
-    std::thread worker([&] {
-        store->performOnMainThread([&] {
-            ranOnMain = QThread::currentThread() == store->thread();
-            addSnippet(*store, u"fromWorker"_s);
-            store->save();
-        });
-        done = true;
-    });
-    QTRY_VERIFY(done.load());
-    worker.join();
-    QVERIFY(ranOnMain.load());
-    QCOMPARE(open()->fetchAllSnippets().size(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestPersistenceController)
