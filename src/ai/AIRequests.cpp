@@ -1,5 +1,6 @@
 #include "ai/AIRequests.h"
 
+#include "common/JsonText.h"
 #include "text/TextRules.h"
 
 #include <QJsonArray>
@@ -16,41 +17,10 @@ namespace {
 
 constexpr qsizetype unexpectedFormatExcerpt = 300;
 
-QByteArray escaped(char16_t c)
-{
-    switch (c) {
-    case u'"':
-        return "\\\"";
-    case u'\\':
-        return "\\\\";
-    case u'\n':
-        return "\\n";
-    case u'\r':
-        return "\\r";
-    case u'\t':
-        return "\\t";
-    case u'\b':
-        return "\\b";
-    case u'\f':
-        return "\\f";
-    default:
-        return "\\u" + QByteArray::number(c, 16).rightJustified(4, '0');
-    }
-}
-
 // Bodies are written by hand: QJsonDocument sorts keys, and the order is part of the format.
 QByteArray jsonString(const QString& s)
 {
-    QByteArray out = "\"";
-    qsizetype start = 0;
-    for (qsizetype i = 0; i < s.size(); ++i) {
-        const char16_t c = s.at(i).unicode();
-        if (c >= 0x20 && c != u'"' && c != u'\\')
-            continue;
-        out += s.mid(start, i - start).toUtf8() + escaped(c);
-        start = i + 1;
-    }
-    return out + s.mid(start).toUtf8() + "\"";
+    return JsonText::quoted(s);
 }
 
 void addHeader(HttpRequest& request, const QByteArray& name, const QByteArray& value)

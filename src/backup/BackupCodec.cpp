@@ -1,5 +1,7 @@
 #include "backup/BackupCodec.h"
 
+#include "common/JsonText.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -22,42 +24,7 @@ struct Node {
 
 QByteArray quoted(const QString& text)
 {
-    QByteArray out = "\"";
-    for (const char ch : text.toUtf8()) {
-        const auto c = static_cast<unsigned char>(ch);
-        switch (c) {
-        case '"':
-            out += "\\\"";
-            break;
-        case '\\':
-            out += "\\\\";
-            break;
-        case '/':
-            out += "\\/";
-            break;
-        case '\n':
-            out += "\\n";
-            break;
-        case '\r':
-            out += "\\r";
-            break;
-        case '\t':
-            out += "\\t";
-            break;
-        case '\b':
-            out += "\\b";
-            break;
-        case '\f':
-            out += "\\f";
-            break;
-        default:
-            if (c < 0x20)
-                out += "\\u" + QByteArray::number(c, 16).rightJustified(4, '0');
-            else
-                out += ch;
-        }
-    }
-    return out + '"';
+    return JsonText::quoted(text, JsonText::Slash::escaped);
 }
 
 Node string(const QString& text)

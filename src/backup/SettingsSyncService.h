@@ -50,7 +50,6 @@ public:
 
     // Pulls the four values and from then on applies external changes. Call once.
     void start();
-    bool isStarted() const { return m_started; }
 
     // What the store's external-change notification runs, given its user info.
     void handleExternalChange(const QVariantMap& userInfo);

@@ -1,5 +1,7 @@
 #include "cli/CliSupport.h"
 
+#include "common/JsonText.h"
+
 using namespace Qt::StringLiterals;
 
 namespace Cli {
@@ -17,32 +19,7 @@ Outcome success(const QString& out)
 
 QString jsonString(const QString& s)
 {
-    QString out = u"\""_s;
-    for (const QChar c : s) {
-        switch (c.unicode()) {
-        case u'"':
-            out += u"\\\""_s;
-            break;
-        case u'\\':
-            out += u"\\\\"_s;
-            break;
-        case u'\n':
-            out += u"\\n"_s;
-            break;
-        case u'\r':
-            out += u"\\r"_s;
-            break;
-        case u'\t':
-            out += u"\\t"_s;
-            break;
-        default:
-            if (c.unicode() < 0x20)
-                out += u"\\u"_s + QString::number(c.unicode(), 16).rightJustified(4, u'0');
-            else
-                out += c;
-        }
-    }
-    return out + u"\""_s;
+    return QString::fromUtf8(JsonText::quoted(s));
 }
 
 std::optional<std::pair<QString, QString>> splitPair(const QString& argument)

@@ -24,8 +24,6 @@ public:
     std::optional<std::uint32_t> firstMatch(QStringView text,
                                             std::span<const qsizetype> characterStarts) const;
 
-    std::size_t nodeCount() const { return m_nodes.size(); }
-
 private:
     static constexpr std::uint32_t noEntry = UINT32_MAX;
 

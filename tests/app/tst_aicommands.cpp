@@ -1,5 +1,6 @@
 #include "support/CommandRun.h"
 #include "support/HttpTestServer.h"
+#include "support/MissingTool.h"
 
 #include <QDir>
 #include <QFile>
@@ -307,7 +308,8 @@ void TestAiCommands::realSecretService()
     const QString dbusRunSession = QStandardPaths::findExecutable(u"dbus-run-session"_s);
     const QString keyringDaemon = QStandardPaths::findExecutable(u"gnome-keyring-daemon"_s);
     if (dbusRunSession.isEmpty() || keyringDaemon.isEmpty())
-        QSKIP("needs dbus-run-session and gnome-keyring-daemon (scripts/setup installs them)");
+        SKIP_FOR_MISSING_TOOL(
+            "needs dbus-run-session and gnome-keyring-daemon (scripts/setup installs them)");
 
     setUp({{u"ai"_s, u"provider"_s, u"custom"_s},
            {u"config"_s, u"set"_s, u"ai_base_url"_s, m_server.baseUrl()}});

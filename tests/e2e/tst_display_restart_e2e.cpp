@@ -1,5 +1,6 @@
 #include "EndToEnd.h"
 #include "support/CommandRun.h"
+#include "support/MissingTool.h"
 #include "support/ProcessTree.h"
 #include "support/XvfbServer.h"
 
@@ -86,7 +87,7 @@ private Q_SLOTS:
         // A display number that stays the same when the server comes back.
         m_server = std::make_unique<XvfbServer>(160);
         if (!m_server->isRunning() || QStandardPaths::findExecutable(u"xdotool"_s).isEmpty())
-            QSKIP("needs Xvfb and xdotool");
+            SKIP_FOR_MISSING_TOOL("needs Xvfb and xdotool");
         QCOMPARE(runCommand(QStringLiteral(SCRIVLANE_EXECUTABLE),
                             {u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";rs"_s, u"--text"_s,
                              u"Restarted fine"_s},

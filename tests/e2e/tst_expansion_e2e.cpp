@@ -1,6 +1,7 @@
 #include "EndToEnd.h"
 #include "support/CommandRun.h"
 #include "support/HttpTestServer.h"
+#include "support/MissingTool.h"
 #include "support/XvfbServer.h"
 
 #include <QBuffer>
@@ -88,7 +89,7 @@ private Q_SLOTS:
         m_server = std::make_unique<XvfbServer>();
         if (!m_server->isRunning() || QStandardPaths::findExecutable(u"xdotool"_s).isEmpty() ||
             QStandardPaths::findExecutable(u"xclip"_s).isEmpty())
-            QSKIP("needs Xvfb, xdotool and xclip");
+            SKIP_FOR_MISSING_TOOL("needs Xvfb, xdotool and xclip");
         QVERIFY(scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";sig"_s, u"--text"_s,
                            u"Best regards,{cursor}!"_s}));
         QVERIFY(scrivlane({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u";cb"_s, u"--text"_s,
@@ -209,7 +210,7 @@ void TestExpansionEndToEnd::fillInFormCancelled()
 void TestExpansionEndToEnd::deadKeyInAbbreviation()
 {
     if (!XvfbServer::run(u"setxkbmap"_s, {u"de"_s}))
-        QSKIP("no German layout");
+        SKIP_FOR_MISSING_TOOL("no German layout");
     // On a German keyboard the acute accent is a dead key: café is typed c a f ´ e.
     QVERIFY(XvfbServer::run(u"xdotool"_s, {u"key"_s, u"--delay"_s, u"40"_s, u"c"_s, u"a"_s, u"f"_s,
                                            u"dead_acute"_s, u"e"_s}));
@@ -292,7 +293,7 @@ void TestExpansionEndToEnd::formFieldsNeverExpand()
 void TestExpansionEndToEnd::xtermPastesThePrimarySelection()
 {
     if (QStandardPaths::findExecutable(u"xterm"_s).isEmpty())
-        QSKIP("needs xterm");
+        SKIP_FOR_MISSING_TOOL("needs xterm");
     const QString path = m_home.filePath(u"xterm.txt"_s);
     // xterm's Shift+Insert pastes the primary selection, which holds something of the user's.
     QVERIFY(xclipIn(u"primary"_s, u"UTF8_STRING"_s, "user selection"));

@@ -1,4 +1,5 @@
 #include "platform/qt/QtClipboard.h"
+#include "support/MissingTool.h"
 #include "support/XvfbServer.h"
 
 #include <QClipboard>
@@ -48,7 +49,7 @@ private Q_SLOTS:
     {
         if (QGuiApplication::platformName() != u"xcb"_s ||
             QStandardPaths::findExecutable(u"xclip"_s).isEmpty())
-            QSKIP("needs Xvfb and xclip");
+            SKIP_FOR_MISSING_TOOL("needs Xvfb and xclip");
     }
     void userContentComesBack_data();
     void userContentComesBack();

@@ -1,4 +1,5 @@
 #include "platform/x11/X11KeyboardMonitor.h"
+#include "support/MissingTool.h"
 #include "support/XvfbServer.h"
 
 #include <QTest>
@@ -48,7 +49,7 @@ private Q_SLOTS:
     {
         m_server = std::make_unique<XvfbServer>();
         if (!m_server->isRunning() || QStandardPaths::findExecutable(u"xdotool"_s).isEmpty())
-            QSKIP("needs Xvfb and xdotool");
+            SKIP_FOR_MISSING_TOOL("needs Xvfb and xdotool");
         QVERIFY2(m_monitor.start([this](const KeyEvent& e) { record(e); }, [this] { ++m_losses; }),
                  qPrintable(m_monitor.lastError()));
     }
@@ -112,7 +113,7 @@ void TestX11KeyboardMonitor::keys()
 void TestX11KeyboardMonitor::layoutSwitchAndDeadKeys()
 {
     if (!XvfbServer::run(u"setxkbmap"_s, {u"de"_s}))
-        QSKIP("setxkbmap cannot switch to the German layout");
+        SKIP_FOR_MISSING_TOOL("setxkbmap cannot switch to the German layout");
     // The key that gives y on a US keyboard gives z on a German one.
     QTRY_VERIFY_WITH_TIMEOUT(([&] {
                                  xdotool({u"key"_s, u"29"_s});
@@ -149,7 +150,7 @@ void TestX11KeyboardMonitor::levelsAndLocks()
     QCOMPARE(locked.flags & ModifierFlag::shortcutMask, 0u);
 
     if (!XvfbServer::run(u"setxkbmap"_s, {u"de"_s}))
-        QSKIP("setxkbmap cannot switch to the German layout");
+        SKIP_FOR_MISSING_TOOL("setxkbmap cannot switch to the German layout");
     QTRY_COMPARE_WITH_TIMEOUT(pressed({u"29"_s}).text, u"z"_s, 5000); // the layout took
     // AltGr+Q and AltGr+E on a German keyboard.
     const KeyEvent at = pressed({u"ISO_Level3_Shift+24"_s});

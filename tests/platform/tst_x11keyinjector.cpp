@@ -1,4 +1,5 @@
 #include "platform/x11/X11KeyInjector.h"
+#include "support/MissingTool.h"
 #include "support/XvfbServer.h"
 
 #include <QApplication>
@@ -32,7 +33,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         if (QGuiApplication::platformName() != u"xcb"_s)
-            QSKIP("needs Xvfb and an X11 platform");
+            SKIP_FOR_MISSING_TOOL("needs Xvfb and an X11 platform");
         m_injector = std::make_unique<X11KeyInjector>();
         QVERIFY(m_injector->isAvailable());
         m_field = std::make_unique<QLineEdit>();

@@ -11,9 +11,3 @@ public:
     // The clipboard's plain text, or nothing when it holds none.
     virtual std::optional<QString> plainText() const = 0;
 };
-
-// The clipboard of a process with no display: always empty.
-class NoClipboard final : public ClipboardReader {
-public:
-    std::optional<QString> plainText() const override { return std::nullopt; }
-};

@@ -37,14 +37,3 @@ private:
     std::function<void()> m_cancellation;
     static QPointer<FillInPanel> s_current;
 };
-
-// The pipeline's way to the form.
-class FillInPanelPresenter final : public FillInPresenter {
-public:
-    void show(const QList<FillInField>& fields,
-              std::function<void(const QHash<QString, QString>&)> completed,
-              std::function<void()> cancelled) override
-    {
-        FillInPanel::show(fields, std::move(completed), std::move(cancelled));
-    }
-};
