@@ -8,6 +8,7 @@
 #include "JsonFileKeyValueStore.h"
 #include "PasteShortcuts.h"
 #include "PersistenceController.h"
+#include "Preferences.h"
 #include "QtClipboard.h"
 #include "QtScheduler.h"
 #include "QtSoundPlayer.h"
@@ -143,6 +144,13 @@ int Application::run()
     });
 
     QSettings& defaults = UserDefaults::shared();
+    // A hand-edited value the settings cannot take reads as the default; say which, once.
+    for (const Preferences::Preference& preference : Preferences::all()) {
+        if (Preferences::isRefused(defaults, preference.key))
+            qCWarning(lcApp).noquote()
+                << "ignoring" << preference.key << "in" << defaults.fileName() + u":" << "it takes"
+                << Preferences::takes(preference) + u";" << "using the default";
+    }
     PersistenceController& store = PersistenceController::shared();
     store.purgeOldTrash();
 
@@ -183,7 +191,7 @@ int Application::run()
     p.preferenceSync = std::make_unique<SettingsSyncService>(
         SettingsSyncService::Dependencies{p.sharedPreferences.get(), &defaults});
     p.preferenceSync->connectOwners(p.expansion.get(), p.sound.get());
-    if (defaults.value(QStringLiteral("tw_iCloudSyncEnabled"), false).toBool())
+    if (Preferences::flag(defaults, Preferences::iCloudSyncEnabled))
         p.preferenceSync->start();
 
     p.generating = std::make_unique<GeneratingPanel>([this]() -> QRect {
@@ -212,8 +220,7 @@ int Application::run()
         return m_parts->pasteShortcuts.forWindowClass(focused ? focused->windowClass : QString());
     };
     parts.onExpansion = [this] { m_parts->sound->playExpansionSound(); };
-    p.pasteShortcuts.addUserEntries(
-        defaults.value(QStringLiteral("tw_pasteShortcuts")).toStringList());
+    p.pasteShortcuts.addUserEntries(Preferences::textList(defaults, Preferences::pasteShortcuts));
     p.pipeline = std::make_unique<ExpansionPipeline>(p.expansion.get(), parts);
 
     if (QSystemTrayIcon::isSystemTrayAvailable()) {

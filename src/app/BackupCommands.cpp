@@ -1,6 +1,7 @@
 #include "BackupService.h"
 #include "CliSupport.h"
 #include "PersistenceController.h"
+#include "Preferences.h"
 #include "UserDefaults.h"
 
 #include <QCoreApplication>
@@ -12,15 +13,15 @@ namespace {
 
 using Cli::Outcome;
 
-// The four settings as the user defaults hold them, with their defaults.
+// The four settings in effect, as the services would load them.
 AppSettingsBackup storedSettings()
 {
-    QSettings& defaults = UserDefaults::shared();
+    const QSettings& defaults = UserDefaults::shared();
     AppSettingsBackup s;
-    s.expansionEnabled = defaults.value(u"tw_expansionEnabled"_s, true).toBool();
-    s.soundEnabled = defaults.value(u"tw_soundEnabled"_s, true).toBool();
-    s.soundVolume = defaults.value(u"tw_soundVolume"_s, 0.8).toFloat();
-    s.selectedSound = defaults.value(u"tw_selectedSound"_s, u"Tink"_s).toString();
+    s.expansionEnabled = Preferences::flag(defaults, Preferences::expansionEnabled);
+    s.soundEnabled = Preferences::flag(defaults, Preferences::soundEnabled);
+    s.soundVolume = float(Preferences::number(defaults, Preferences::soundVolume));
+    s.selectedSound = Preferences::text(defaults, Preferences::selectedSound);
     return s;
 }
 
@@ -28,10 +29,12 @@ AppSettingsBackup storedSettings()
 BackupService::SettingsTarget defaultsTarget()
 {
     const auto store = [](const QString& key) {
-        return [key](const auto& value) { UserDefaults::shared().setValue(key, value); };
+        return [key](const auto& value) {
+            Preferences::write(UserDefaults::shared(), key, QVariant(value));
+        };
     };
-    return {store(u"tw_expansionEnabled"_s), store(u"tw_soundEnabled"_s),
-            store(u"tw_soundVolume"_s), store(u"tw_selectedSound"_s),
+    return {store(Preferences::expansionEnabled), store(Preferences::soundEnabled),
+            store(Preferences::soundVolume), store(Preferences::selectedSound),
             [](const QString&, const QVariant&) {}};
 }
 
