@@ -1,4 +1,5 @@
 #include "PasteShortcuts.h"
+#include "Preferences.h"
 #include "X11KeyInjector.h"
 #include "XvfbServer.h"
 
@@ -108,6 +109,9 @@ void TestX11KeyInjector::shortcutTable_data()
         << QStringList{u"MyTerm = Ctrl+Shift+V"_s} << u"myterm"_s << shiftV << QStringList{};
     QTest::newRow("user overrides")
         << QStringList{u"kitty=ctrl+v"_s} << u"kitty"_s << v << QStringList{};
+    QTest::newRow("every spelling")
+        << QStringList{u"a=ctrl+v"_s, u"b=shift+ctrl+v"_s, u"c=Shift + Insert"_s} << u"c"_s
+        << insert << QStringList{};
     QTest::newRow("unreadable entries are reported")
         << QStringList{u"nothing"_s, u"=ctrl+v"_s, u"x=alt+v"_s} << u"x"_s << v
         << QStringList{u"nothing"_s, u"=ctrl+v"_s, u"x=alt+v"_s};
@@ -122,6 +126,9 @@ void TestX11KeyInjector::shortcutTable()
     PasteShortcuts table;
     QCOMPARE(table.addUserEntries(userEntries), unreadable);
     QCOMPARE(int(table.forWindowClass(windowClass)), shortcut);
+    // `config set` and the settings must take exactly the entries the table reads.
+    QCOMPARE(Preferences::accept(u"tw_pasteShortcuts"_s, userEntries).has_value(),
+             unreadable.isEmpty());
 }
 
 // A window manager announces each newly active window on the root window; the answer must
