@@ -104,14 +104,6 @@ QVariant defaultSyncFolder()
     return QDir(AppPaths::dataDir()).absoluteFilePath(u"Sync"_s);
 }
 
-// Defaults computed at the moment of reading, as they depend on the environment.
-QVariant computedDefault(const QString& key)
-{
-    if (key == Preferences::syncFolder)
-        return defaultSyncFolder();
-    return {};
-}
-
 QString rangeText(const Preference& p)
 {
     const auto shown = [](double d) { return QString::number(d, 'g', 17); };
@@ -130,105 +122,76 @@ bool textAccepted(const Preference& p, const QString& text)
     return !p.accepts || p.accepts(text);
 }
 
-} // namespace
-
-namespace Preferences {
-
-QString takes(const Preference& p)
-{
-    switch (p.kind) {
-    case Kind::flag:
-        return u"true or false"_s;
-    case Kind::number:
-        return u"a number"_s + (p.minimum ? rangeText(p) : QString());
-    case Kind::integer:
-        return u"a whole number"_s + (p.minimum ? rangeText(p) : QString());
-    case Kind::text:
-        if (!p.choices.isEmpty())
-            return u"one of: "_s + p.choices.join(u", "_s);
-        return p.rule.isEmpty() ? u"text"_s : p.rule;
-    case Kind::textList:
-        return u"a comma-separated list of "_s + p.rule;
-    case Kind::bytes:
-        return u"text"_s;
-    case Kind::date:
-        return u"an ISO 8601 date and time"_s;
-    }
-    return QString();
-}
-
-} // namespace Preferences
-
-namespace {
-
 std::vector<Preference> makeTable()
 {
     using K = Kind;
-    const auto flag = [](const QString& key, bool fallback, bool synced = false) {
-        Preference p{key, K::flag, fallback, {}, {}, {}, nullptr, {}, synced};
-        return p;
-    };
-    const auto number = [](const QString& key, double fallback, double lo, double hi,
-                           bool synced = false) {
-        Preference p{key, K::number, fallback, lo, hi, {}, nullptr, {}, synced};
-        return p;
-    };
-    const auto integer = [](const QString& key, qint64 fallback, double lo, double hi) {
-        Preference p{key, K::integer, QVariant::fromValue(fallback), lo, hi, {}, nullptr,
-                     {},  false};
-        return p;
-    };
-    const auto text = [](const QString& key, const QVariant& fallback,
-                         const QStringList& choices = {}, bool synced = false) {
-        Preference p{key, K::text, fallback, {}, {}, choices, nullptr, {}, synced};
-        return p;
-    };
-    const auto path = [](const QString& key) {
-        Preference p{key, K::text, {}, {}, {}, {}, isAbsolutePath, u"an absolute path"_s, false};
-        return p;
-    };
     using namespace Preferences;
     const QString none;
+    const QString absolutePath = u"an absolute path"_s;
     return {
-        flag(expansionEnabled, true, true),
-        flag(soundEnabled, true, true),
+        {.key = expansionEnabled, .kind = K::flag, .defaultValue = true, .synced = true},
+        {.key = soundEnabled, .kind = K::flag, .defaultValue = true, .synced = true},
         // Stored as a double; the sound service keeps it as a float.
-        number(soundVolume, 0.8, 0.0, 1.0, true),
+        {.key = soundVolume,
+         .kind = K::number,
+         .defaultValue = 0.8,
+         .minimum = 0.0,
+         .maximum = 1.0,
+         .synced = true},
         // Any name: an unknown one plays nothing, and another machine may know more sounds.
-        text(selectedSound, u"Tink"_s, {}, true),
-        path(customSoundPath),
-        flag(iCloudSyncEnabled, false),
-        path(syncFolder),
-        {pasteShortcuts,
-         K::textList,
-         QStringList(),
-         {},
-         {},
-         {},
-         isPasteShortcutEntry,
-         u"WindowClass=ctrl+v, ctrl+shift+v or shift+insert"_s,
-         false},
-        flag(hasShownWelcome, false),
-        flag(hasShownSyncPrompt, false),
-        {backupFolderBookmark, K::bytes, {}, {}, {}, {}, nullptr, {}, false},
-        {lastBackupDate, K::date, {}, {}, {}, {}, nullptr, {}, false},
-        flag(betaUpdatesEnabled, false),
-        text(aiProvider, u"openai"_s,
-             {u"openai"_s, u"anthropic"_s, u"grok"_s, u"ollama"_s, u"custom"_s}),
-        text(aiModel, {}),
-        text(aiBaseURL, {}),
-        text(aiEnterpriseURL, none),
-        text(aiEnterpriseAuth, u"bearer"_s, {u"api_key"_s, u"bearer"_s, u"custom"_s}),
-        text(aiEnterpriseHeader, none),
-        text(aiEnterpriseEndpoint, u"standard"_s,
-             {u"standard"_s, u"bedrock_path"_s, u"bedrock_invoke"_s, u"custom"_s}),
-        text(aiEnterpriseCustomEndpoint, none),
-        text(aiSystemPrompt, none),
-        number(aiTemperature, 0.7, 0.0, 2.0),
+        {.key = selectedSound, .kind = K::text, .defaultValue = u"Tink"_s, .synced = true},
+        {.key = customSoundPath, .kind = K::text, .accepts = isAbsolutePath, .rule = absolutePath},
+        {.key = iCloudSyncEnabled, .kind = K::flag, .defaultValue = false},
+        {.key = syncFolder,
+         .kind = K::text,
+         .currentDefault = defaultSyncFolder,
+         .accepts = isAbsolutePath,
+         .rule = absolutePath},
+        {.key = pasteShortcuts,
+         .kind = K::textList,
+         .defaultValue = QStringList(),
+         .accepts = isPasteShortcutEntry,
+         .rule = u"WindowClass=ctrl+v, ctrl+shift+v or shift+insert"_s},
+        {.key = hasShownWelcome, .kind = K::flag, .defaultValue = false},
+        {.key = hasShownSyncPrompt, .kind = K::flag, .defaultValue = false},
+        {.key = backupFolderBookmark, .kind = K::bytes},
+        {.key = lastBackupDate, .kind = K::date},
+        {.key = betaUpdatesEnabled, .kind = K::flag, .defaultValue = false},
+        {.key = aiProvider,
+         .kind = K::text,
+         .defaultValue = u"openai"_s,
+         .choices = {u"openai"_s, u"anthropic"_s, u"grok"_s, u"ollama"_s, u"custom"_s}},
+        {.key = aiModel, .kind = K::text},
+        {.key = aiBaseURL, .kind = K::text},
+        {.key = aiEnterpriseURL, .kind = K::text, .defaultValue = none},
+        {.key = aiEnterpriseAuth,
+         .kind = K::text,
+         .defaultValue = u"bearer"_s,
+         .choices = {u"api_key"_s, u"bearer"_s, u"custom"_s}},
+        {.key = aiEnterpriseHeader, .kind = K::text, .defaultValue = none},
+        {.key = aiEnterpriseEndpoint,
+         .kind = K::text,
+         .defaultValue = u"standard"_s,
+         .choices = {u"standard"_s, u"bedrock_path"_s, u"bedrock_invoke"_s, u"custom"_s}},
+        {.key = aiEnterpriseCustomEndpoint, .kind = K::text, .defaultValue = none},
+        {.key = aiSystemPrompt, .kind = K::text, .defaultValue = none},
+        {.key = aiTemperature,
+         .kind = K::number,
+         .defaultValue = 0.7,
+         .minimum = 0.0,
+         .maximum = 2.0},
         // The settings pane steps by 64, but any count in range is a valid request.
-        integer(aiMaxTokens, 1024, 64, 4096),
-        flag(aiEnabled, false),
-        integer(aiOllamaPort, 11434, 1, 65535),
+        {.key = aiMaxTokens,
+         .kind = K::integer,
+         .defaultValue = QVariant::fromValue<qint64>(1024),
+         .minimum = 64,
+         .maximum = 4096},
+        {.key = aiEnabled, .kind = K::flag, .defaultValue = false},
+        {.key = aiOllamaPort,
+         .kind = K::integer,
+         .defaultValue = QVariant::fromValue<qint64>(11434),
+         .minimum = 1,
+         .maximum = 65535},
     };
 }
 
@@ -256,6 +219,29 @@ const Preference& get(const QString& key)
     const Preference* p = find(key);
     Q_ASSERT_X(p, "Preferences::get", qPrintable(key));
     return *p;
+}
+
+QString takes(const Preference& p)
+{
+    switch (p.kind) {
+    case Kind::flag:
+        return u"true or false"_s;
+    case Kind::number:
+        return u"a number"_s + (p.minimum ? rangeText(p) : QString());
+    case Kind::integer:
+        return u"a whole number"_s + (p.minimum ? rangeText(p) : QString());
+    case Kind::text:
+        if (!p.choices.isEmpty())
+            return u"one of: "_s + p.choices.join(u", "_s);
+        return p.rule.isEmpty() ? u"text"_s : p.rule;
+    case Kind::textList:
+        return u"a comma-separated list of "_s + p.rule;
+    case Kind::bytes:
+        return u"text"_s;
+    case Kind::date:
+        return u"an ISO 8601 date and time"_s;
+    }
+    return QString();
 }
 
 std::optional<QVariant> accept(const Preference& p, const QVariant& raw)
@@ -335,7 +321,7 @@ QVariant value(const QSettings& settings, const QString& key)
     if (std::optional<QVariant> v = stored(settings, key))
         return *v;
     const Preference& p = get(key);
-    return p.defaultValue.isValid() ? p.defaultValue : computedDefault(key);
+    return p.currentDefault ? p.currentDefault() : p.defaultValue;
 }
 
 bool isRefused(const QSettings& settings, const QString& key)

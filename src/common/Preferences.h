@@ -55,19 +55,21 @@ enum class Kind {
 };
 
 struct Preference {
-    QString key;
-    Kind kind;
+    QString key{};
+    Kind kind = Kind::text;
     // Invalid: none, or one that depends on other settings (the AI model and base URL
     // follow the provider; the AI service knows them).
-    QVariant defaultValue;
+    QVariant defaultValue{};
+    // A default that depends on the environment (SCRIVLANE_HOME), found when it is read.
+    QVariant (*currentDefault)() = nullptr;
     // number and integer: the inclusive range.
-    std::optional<double> minimum;
-    std::optional<double> maximum;
+    std::optional<double> minimum{};
+    std::optional<double> maximum{};
     // text: the only values allowed; empty: any text.
-    QStringList choices;
+    QStringList choices{};
     // text, and each entry of a textList: a further rule, with its wording for errors.
     bool (*accepts)(const QString& text) = nullptr;
-    QString rule;
+    QString rule{};
     bool synced = false;
 };
 
