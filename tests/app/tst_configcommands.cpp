@@ -143,12 +143,14 @@ void TestConfigCommands::handEditedReadsAsDefault()
 void TestConfigCommands::backupAfterBadHandEdit_data()
 {
     QTest::addColumn<QByteArray>("lines");
-    QTest::addColumn<double>("volume"); // in the backup
+    QTest::addColumn<QString>("configSet"); // a volume set with `config set` first
+    QTest::addColumn<double>("volume");     // in the backup
     // clang-format off
-    QTest::newRow("volume a word") << QByteArray("tw_soundVolume=loud") << 0.8;
-    QTest::newRow("volume beyond a float") << QByteArray("tw_soundVolume=1e39") << 0.8;
-    QTest::newRow("volume above 1") << QByteArray("tw_soundVolume=5") << 0.8;
-    QTest::newRow("volume in its shortest form") << QByteArray("tw_soundVolume=0.3") << 0.3;
+    QTest::newRow("volume a word") << QByteArray("tw_soundVolume=loud") << QString() << 0.8;
+    QTest::newRow("volume beyond a float") << QByteArray("tw_soundVolume=1e39") << QString() << 0.8;
+    QTest::newRow("volume above 1") << QByteArray("tw_soundVolume=5") << QString() << 0.8;
+    QTest::newRow("volume in its shortest form") << QByteArray("tw_soundVolume=0.3") << QString() << 0.3;
+    QTest::newRow("volume set from the command line") << QByteArray() << u"0.3"_s << 0.3;
     // clang-format on
 }
 
@@ -156,8 +158,11 @@ void TestConfigCommands::backupAfterBadHandEdit_data()
 void TestConfigCommands::backupAfterBadHandEdit()
 {
     QFETCH(QByteArray, lines);
+    QFETCH(QString, configSet);
     QFETCH(double, volume);
     writeIni(lines);
+    if (!configSet.isEmpty())
+        QCOMPARE(scrivlane({u"config"_s, u"set"_s, u"tw_soundVolume"_s, configSet}).exitCode, 0);
     QTemporaryDir backups;
     const CommandRun exported = scrivlane({u"backup"_s, u"export"_s, backups.path()});
     QVERIFY2(exported.exitCode == 0, qPrintable(exported.err));
