@@ -1,6 +1,6 @@
 #include "ai/AIService.h"
 
-#include "ai/SettingsValues.h"
+#include "common/Preferences.h"
 #include "platform/api/HttpClient.h"
 #include "platform/api/SecretStore.h"
 
@@ -10,26 +10,25 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString providerKey = u"ai_provider"_s;
-const QString modelKey = u"ai_model"_s;
-const QString baseURLKey = u"ai_base_url"_s;
-const QString enterpriseURLKey = u"ai_anthropic_enterprise_url"_s;
-const QString authTypeKey = u"ai_anthropic_enterprise_auth"_s;
-const QString customHeaderKey = u"ai_anthropic_enterprise_header"_s;
-const QString endpointStyleKey = u"ai_anthropic_enterprise_endpoint"_s;
-const QString customEndpointKey = u"ai_anthropic_enterprise_custom_endpoint"_s;
-const QString systemPromptKey = u"ai_system_prompt"_s;
-const QString temperatureKey = u"ai_temperature"_s;
-const QString maxTokensKey = u"ai_max_tokens"_s;
-const QString enabledKey = u"ai_enabled"_s;
-const QString ollamaPortKey = u"ai_ollama_port"_s;
+const QString& providerKey = Preferences::aiProvider;
+const QString& modelKey = Preferences::aiModel;
+const QString& baseURLKey = Preferences::aiBaseURL;
+const QString& enterpriseURLKey = Preferences::aiEnterpriseURL;
+const QString& authTypeKey = Preferences::aiEnterpriseAuth;
+const QString& customHeaderKey = Preferences::aiEnterpriseHeader;
+const QString& endpointStyleKey = Preferences::aiEnterpriseEndpoint;
+const QString& customEndpointKey = Preferences::aiEnterpriseCustomEndpoint;
+const QString& systemPromptKey = Preferences::aiSystemPrompt;
+const QString& temperatureKey = Preferences::aiTemperature;
+const QString& maxTokensKey = Preferences::aiMaxTokens;
+const QString& enabledKey = Preferences::aiEnabled;
+const QString& ollamaPortKey = Preferences::aiOllamaPort;
 
 template <typename Enum>
-Enum enumValue(const QVariant& stored, std::optional<Enum> (*fromRaw)(const QString&),
-               Enum fallback)
+Enum enumValue(const QSettings& settings, const QString& key,
+               std::optional<Enum> (*fromRaw)(const QString&), Enum fallback)
 {
-    const std::optional<QString> raw = SettingsValues::toString(stored);
-    return raw ? fromRaw(*raw).value_or(fallback) : fallback;
+    return fromRaw(Preferences::text(settings, key)).value_or(fallback);
 }
 
 } // namespace
@@ -59,31 +58,34 @@ AIService::AIService(const AIServiceDependencies& dependencies, QObject* parent)
 
 void AIService::load()
 {
-    QSettings& s = *m_deps.settings;
-    using namespace SettingsValues;
-    m_provider = enumValue(s.value(providerKey), providerFromRawValue, AIProvider::openAI);
-    m_model = toString(s.value(modelKey)).value_or(defaultModel(m_provider));
-    m_customBaseURL = toString(s.value(baseURLKey)).value_or(defaultBaseURL(m_provider));
-    m_anthropicEnterpriseBaseURL = toString(s.value(enterpriseURLKey)).value_or(QString());
+    const QSettings& s = *m_deps.settings;
+    using namespace Preferences;
+    const auto optionalText = [&s](const QString& key) {
+        const std::optional<QVariant> v = stored(s, key);
+        return v ? std::optional<QString>(v->toString()) : std::nullopt;
+    };
+    m_provider = enumValue(s, providerKey, providerFromRawValue, AIProvider::openAI);
+    m_model = optionalText(modelKey).value_or(defaultModel(m_provider));
+    m_customBaseURL = optionalText(baseURLKey).value_or(defaultBaseURL(m_provider));
+    m_anthropicEnterpriseBaseURL = text(s, enterpriseURLKey);
     m_authType =
-        enumValue(s.value(authTypeKey), authTypeFromRawValue, AnthropicEnterpriseAuthType::bearer);
-    m_customHeader = toString(s.value(customHeaderKey)).value_or(QString());
-    m_endpointStyle = enumValue(s.value(endpointStyleKey), endpointStyleFromRawValue,
+        enumValue(s, authTypeKey, authTypeFromRawValue, AnthropicEnterpriseAuthType::bearer);
+    m_customHeader = text(s, customHeaderKey);
+    m_endpointStyle = enumValue(s, endpointStyleKey, endpointStyleFromRawValue,
                                 AnthropicEnterpriseEndpointStyle::standard);
-    m_customEndpoint = toString(s.value(customEndpointKey)).value_or(QString());
-    m_globalSystemPrompt = toString(s.value(systemPromptKey)).value_or(QString());
-    m_temperature = toDouble(s.value(temperatureKey)).value_or(0.7);
-    m_maxTokens = toInteger(s.value(maxTokensKey)).value_or(1024);
-    m_isEnabled = toBool(s.value(enabledKey)).value_or(false);
-    m_ollamaPort = toInteger(s.value(ollamaPortKey)).value_or(11434);
+    m_customEndpoint = text(s, customEndpointKey);
+    m_globalSystemPrompt = text(s, systemPromptKey);
+    m_temperature = number(s, temperatureKey);
+    m_maxTokens = integer(s, maxTokensKey);
+    m_isEnabled = flag(s, enabledKey);
+    m_ollamaPort = integer(s, ollamaPortKey);
     m_availableModels = defaultModels(m_provider);
 }
 
-void AIService::store(const QString& key, const QVariant& value)
+bool AIService::store(const QString& key, const QVariant& value)
 {
-    m_deps.settings->setValue(key, value);
+    return Preferences::write(*m_deps.settings, key, value);
 }
-
 template <typename T, typename Signal>
 bool AIService::assign(T& field, const T& value, Signal changed)
 {
@@ -164,13 +166,15 @@ void AIService::setGlobalSystemPrompt(const QString& prompt)
 
 void AIService::setTemperature(double temperature)
 {
-    store(temperatureKey, temperature);
+    if (!store(temperatureKey, temperature))
+        return; // out of range: the settings pane never offers one
     assign(m_temperature, temperature, &AIService::temperatureChanged);
 }
 
 void AIService::setMaxTokens(qint64 maxTokens)
 {
-    store(maxTokensKey, maxTokens);
+    if (!store(maxTokensKey, maxTokens))
+        return;
     assign(m_maxTokens, maxTokens, &AIService::maxTokensChanged);
 }
 
@@ -182,7 +186,8 @@ void AIService::setIsEnabled(bool enabled)
 
 void AIService::setOllamaPort(qint64 port)
 {
-    store(ollamaPortKey, port);
+    if (!store(ollamaPortKey, port))
+        return;
     if (assign(m_ollamaPort, port, &AIService::ollamaPortChanged))
         Q_EMIT endpointChanged();
 }

@@ -106,6 +106,7 @@ public:
     void setAnthropicEnterpriseCustomEndpoint(const QString& endpoint);
     const QString& globalSystemPrompt() const { return m_globalSystemPrompt; }
     void setGlobalSystemPrompt(const QString& prompt);
+    // Values outside the settings' ranges (Preferences) are ignored.
     double temperature() const { return m_temperature; }
     void setTemperature(double temperature);
     qint64 maxTokens() const { return m_maxTokens; }
@@ -165,7 +166,7 @@ Q_SIGNALS:
 
 private:
     void load();
-    void store(const QString& key, const QVariant& value);
+    bool store(const QString& key, const QVariant& value); // false: refused, not stored
     void setIsFetchingModels(bool fetching);
     void setOllamaDetected(std::optional<bool> detected);
     void setConnectionStatus(const AIConnectionStatus& status);

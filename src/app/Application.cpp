@@ -4,6 +4,7 @@
 #include "app/Engine.h"
 #include "app/Shell.h"
 #include "common/AppPaths.h"
+#include "common/Preferences.h"
 #include "library/PersistenceController.h"
 
 #include <QApplication>
@@ -12,6 +13,7 @@
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QLoggingCategory>
+#include <QSettings>
 
 Q_LOGGING_CATEGORY(lcApp, "scrivlane.app")
 
@@ -78,6 +80,14 @@ int Application::run()
         }
     });
 
+    // A hand-edited value the settings cannot take reads as the default; say which, once.
+    const QSettings& defaults = m_services.settings();
+    for (const Preferences::Preference& preference : Preferences::all()) {
+        if (Preferences::isRefused(defaults, preference.key))
+            qCWarning(lcApp).noquote()
+                << "ignoring" << preference.key << "in" << defaults.fileName() + u":" << "it takes"
+                << Preferences::takes(preference) + u";" << "using the default";
+    }
     m_services.store().purgeOldTrash();
     p.engine = std::make_unique<Engine>(m_services);
     p.shell = std::make_unique<Shell>();

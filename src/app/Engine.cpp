@@ -4,6 +4,7 @@
 #include "app/AppServices.h"
 #include "backup/SettingsSyncService.h"
 #include "common/AppPaths.h"
+#include "common/Preferences.h"
 #include "expansion/ExpansionPipeline.h"
 #include "expansion/PasteShortcuts.h"
 #include "expansion/TextExpansionService.h"
@@ -133,7 +134,7 @@ Engine::Engine(AppServices& services, QObject* parent)
     p.preferenceSync = std::make_unique<SettingsSyncService>(
         SettingsSyncService::Dependencies{p.sharedPreferences.get(), &defaults});
     p.preferenceSync->connectOwners(p.expansion.get(), p.sound.get());
-    if (defaults.value(QStringLiteral("tw_iCloudSyncEnabled"), false).toBool())
+    if (Preferences::flag(defaults, Preferences::iCloudSyncEnabled))
         p.preferenceSync->start();
 
     p.generating = std::make_unique<GeneratingPanel>([focus]() -> QRect {
@@ -163,8 +164,7 @@ Engine::Engine(AppServices& services, QObject* parent)
         return m_parts->pasteShortcuts.forWindowClass(focused ? focused->windowClass : QString());
     };
     parts.onExpansion = [this] { m_parts->sound->playExpansionSound(); };
-    p.pasteShortcuts.addUserEntries(
-        defaults.value(QStringLiteral("tw_pasteShortcuts")).toStringList());
+    p.pasteShortcuts.addUserEntries(Preferences::textList(defaults, Preferences::pasteShortcuts));
     p.pipeline = std::make_unique<ExpansionPipeline>(p.expansion.get(), parts);
 
     // Watching keys needs RECORD and XTEST; without them the service keeps asking every 1.5 s.

@@ -1,6 +1,7 @@
 #include "backup/BackupCodec.h"
 
 #include "common/JsonText.h"
+#include "common/Preferences.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -129,12 +130,21 @@ Node categoryNode(const CategoryBackup& c)
     return o.node;
 }
 
+// A volume out of range (or not finite, which JSON cannot hold) goes out as the default, so
+// that the file always reads back.
+float savedVolume(float volume)
+{
+    const std::optional<QVariant> v =
+        Preferences::accept(Preferences::soundVolume, QVariant(volume));
+    return float(v.value_or(Preferences::get(Preferences::soundVolume).defaultValue).toDouble());
+}
+
 Node settingsNode(const AppSettingsBackup& s)
 {
     ObjectBuilder o;
     o.add(QStringLiteral("expansionEnabled"), boolean(s.expansionEnabled))
         .add(QStringLiteral("soundEnabled"), boolean(s.soundEnabled))
-        .add(QStringLiteral("soundVolume"), number(s.soundVolume))
+        .add(QStringLiteral("soundVolume"), number(savedVolume(s.soundVolume)))
         .add(QStringLiteral("selectedSound"), string(s.selectedSound));
     return o.node;
 }
@@ -244,6 +254,31 @@ std::optional<QList<T>> readArray(const QJsonArray& array, const QString& name, 
     return list;
 }
 
+// One of the four settings: required, but a value of the wrong JSON type or out of range reads
+// as the setting's default, as it would from the user defaults; the snippets still restore.
+QVariant setting(Reader& r, const QString& name, const QString& key)
+{
+    const std::optional<QJsonValue> v = r.value(name, true);
+    if (!v)
+        return {};
+    const Preferences::Preference& preference = Preferences::get(key);
+    bool typed = false;
+    switch (preference.kind) {
+    case Preferences::Kind::flag:
+        typed = v->isBool();
+        break;
+    case Preferences::Kind::number:
+        typed = v->isDouble();
+        break;
+    default:
+        typed = v->isString();
+        break;
+    }
+    const std::optional<QVariant> accepted =
+        typed ? Preferences::accept(preference, v->toVariant()) : std::nullopt;
+    return accepted.value_or(preference.defaultValue);
+}
+
 SnippetBackup readSnippet(Reader& r)
 {
     SnippetBackup s;
@@ -339,13 +374,14 @@ std::variant<BackupFile, QString> decode(const QByteArray& bytes)
             return QStringLiteral("\"settings\" must be an object");
         Reader r(settings->toObject(), QStringLiteral("settings"));
         AppSettingsBackup s;
-        s.expansionEnabled = r.flag(QStringLiteral("expansionEnabled"));
-        s.soundEnabled = r.flag(QStringLiteral("soundEnabled"));
-        const std::optional<QJsonValue> volume = r.value(QStringLiteral("soundVolume"), true);
-        if (volume && !volume->isDouble())
-            r.fail(QStringLiteral("\"soundVolume\" must be a number"));
-        s.soundVolume = volume ? float(volume->toDouble()) : 0.0f;
-        s.selectedSound = r.text(QStringLiteral("selectedSound"), true).value_or(QString());
+        s.expansionEnabled =
+            setting(r, QStringLiteral("expansionEnabled"), Preferences::expansionEnabled).toBool();
+        s.soundEnabled =
+            setting(r, QStringLiteral("soundEnabled"), Preferences::soundEnabled).toBool();
+        s.soundVolume =
+            float(setting(r, QStringLiteral("soundVolume"), Preferences::soundVolume).toDouble());
+        s.selectedSound =
+            setting(r, QStringLiteral("selectedSound"), Preferences::selectedSound).toString();
         if (!r.ok())
             return r.error();
         file.settings = s;

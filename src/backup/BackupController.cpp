@@ -1,14 +1,10 @@
 #include "backup/BackupController.h"
 
 #include "backup/BackupFolder.h"
+#include "common/Preferences.h"
 
 #include <QFileInfo>
 #include <QSettings>
-
-namespace {
-const QString bookmarkKey = QStringLiteral("tw_backupFolderBookmark");
-const QString lastBackupKey = QStringLiteral("tw_lastBackupDate");
-} // namespace
 
 BackupController::BackupController(Dependencies dependencies, QObject* parent)
     : QObject(parent), m_dependencies(std::move(dependencies))
@@ -28,7 +24,9 @@ BackupController::~BackupController()
 
 void BackupController::loadBackupFolder()
 {
-    const QByteArray bookmark = m_dependencies.settings->value(bookmarkKey).toByteArray();
+    const QByteArray bookmark =
+        Preferences::value(*m_dependencies.settings, Preferences::backupFolderBookmark)
+            .toByteArray();
     if (bookmark.isEmpty())
         return;
     const QString folder = BackupFolder::resolve(bookmark).value_or(QString());
@@ -36,9 +34,8 @@ void BackupController::loadBackupFolder()
         m_backupFolder = folder;
         Q_EMIT backupFolderChanged();
     }
-    const QVariant last = m_dependencies.settings->value(lastBackupKey);
-    const QDateTime date = last.toDateTime();
-    m_lastBackupDate = last.isValid() && date.isValid() ? date : QDateTime();
+    m_lastBackupDate =
+        Preferences::value(*m_dependencies.settings, Preferences::lastBackupDate).toDateTime();
     Q_EMIT lastBackupDateChanged();
 }
 
@@ -47,7 +44,7 @@ bool BackupController::chooseBackupFolder(const QString& folder)
     const std::optional<QByteArray> bookmark = BackupFolder::bookmark(folder);
     if (!bookmark)
         return false;
-    m_dependencies.settings->setValue(bookmarkKey, *bookmark);
+    Preferences::write(*m_dependencies.settings, Preferences::backupFolderBookmark, *bookmark);
     m_backupFolder = *BackupFolder::resolve(*bookmark);
     Q_EMIT backupFolderChanged();
     return true;
@@ -77,7 +74,8 @@ void BackupController::performBackup()
                 return;
             }
             m_lastBackupDate = m_dependencies.clock();
-            m_dependencies.settings->setValue(lastBackupKey, m_lastBackupDate);
+            Preferences::write(*m_dependencies.settings, Preferences::lastBackupDate,
+                               m_lastBackupDate);
             Q_EMIT lastBackupDateChanged();
             setStatus(QStringLiteral("\u2713 Saved to ") + QFileInfo(outcome.filePath).fileName());
         });

@@ -1,52 +1,46 @@
 #include "backup/SettingsSyncService.h"
 
 #include "common/AppPaths.h"
+#include "common/Preferences.h"
 #include "expansion/TextExpansionService.h"
 #include "platform/api/KeyValueStore.h"
 #include "sound/SoundService.h"
 
 #include <QDir>
 #include <QSettings>
-#include <array>
-#include <charconv>
 
 namespace {
 
-bool isBool(const QVariant& v)
+// The shared store holds bools, doubles and strings; a value of another JSON type (a string
+// "true", null, a list) is not one of ours, even when the user defaults would read it.
+std::optional<QVariant> sharedValue(const QString& key, const QVariant& value)
 {
-    return v.typeId() == QMetaType::Bool;
-}
-
-bool isString(const QVariant& v)
-{
-    return v.typeId() == QMetaType::QString;
-}
-
-std::optional<double> asDouble(const QVariant& v)
-{
-    switch (v.typeId()) {
-    case QMetaType::Double:
-    case QMetaType::Float:
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-        return v.toDouble();
+    bool typed = false;
+    switch (Preferences::get(key).kind) {
+    case Preferences::Kind::flag:
+        typed = value.typeId() == QMetaType::Bool;
+        break;
+    case Preferences::Kind::number:
+        switch (value.typeId()) {
+        case QMetaType::Double:
+        case QMetaType::Float:
+        case QMetaType::Int:
+        case QMetaType::UInt:
+        case QMetaType::LongLong:
+        case QMetaType::ULongLong:
+            typed = true;
+            break;
+        default:
+            break;
+        }
+        break;
+    case Preferences::Kind::text:
+        typed = value.typeId() == QMetaType::QString;
+        break;
     default:
-        return std::nullopt;
+        break;
     }
-}
-
-// A float as the double with the same shortest decimal form: 0.3f goes out as 0.3, which
-// reads back as 0.3f everywhere, instead of 0.30000001192092896.
-double widened(float value)
-{
-    std::array<char, 32> text{};
-    const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), value);
-    double result = value;
-    if (error == std::errc())
-        std::from_chars(text.data(), end, result);
-    return result;
+    return typed ? Preferences::accept(key, value) : std::nullopt;
 }
 
 } // namespace
@@ -59,22 +53,20 @@ SettingsSyncService::SettingsSyncService(Dependencies dependencies, QObject* par
 
 QString SettingsSyncService::syncFolder(const QSettings& settings)
 {
-    const QString chosen = settings.value(syncFolderKey).toString();
-    return chosen.isEmpty() ? QDir(AppPaths::dataDir()).absoluteFilePath(QStringLiteral("Sync"))
-                            : chosen;
+    return Preferences::value(settings, Preferences::syncFolder).toString();
 }
 
 QString SettingsSyncService::key(Entry entry)
 {
     switch (entry) {
     case Entry::expansionEnabled:
-        return QStringLiteral("tw_expansionEnabled");
+        return Preferences::expansionEnabled;
     case Entry::soundEnabled:
-        return QStringLiteral("tw_soundEnabled");
+        return Preferences::soundEnabled;
     case Entry::soundVolume:
-        return QStringLiteral("tw_soundVolume");
+        return Preferences::soundVolume;
     case Entry::selectedSound:
-        return QStringLiteral("tw_selectedSound");
+        return Preferences::selectedSound;
     }
     return {};
 }
@@ -96,21 +88,26 @@ void SettingsSyncService::push(Entry entry, const QVariant& value)
         store.removeObject(k);
         return;
     }
-    switch (value.typeId()) {
+    // Only the store's own types go out (a whole number is not one), and only values the
+    // key accepts.
+    const int type = value.typeId();
+    const bool storable = type == QMetaType::Bool || type == QMetaType::Float ||
+                          type == QMetaType::Double || type == QMetaType::QString;
+    const std::optional<QVariant> accepted = storable ? sharedValue(k, value) : std::nullopt;
+    if (!accepted)
+        return;
+    switch (accepted->typeId()) {
     case QMetaType::Bool:
-        store.setBool(k, value.toBool());
-        break;
-    case QMetaType::Float:
-        store.setDouble(k, widened(value.toFloat()));
+        store.setBool(k, accepted->toBool());
         break;
     case QMetaType::Double:
-        store.setDouble(k, value.toDouble());
+        store.setDouble(k, accepted->toDouble());
         break;
     case QMetaType::QString:
-        store.setString(k, value.toString());
+        store.setString(k, accepted->toString());
         break;
     default:
-        break; // no other type has a place in the shared store
+        break;
     }
 }
 
@@ -140,8 +137,10 @@ void SettingsSyncService::start()
     KeyValueStore& store = *m_dependencies.kvStore;
     store.synchronize();
     QStringList keys;
-    for (const Entry entry : entries)
-        keys.append(key(entry));
+    for (const Preferences::Preference& p : Preferences::all()) {
+        if (p.synced)
+            keys.append(p.key);
+    }
     applyKeys(keys);
     // Held weakly: the store drops the handler once this service is gone.
     store.observeExternalChanges(
@@ -171,14 +170,16 @@ void SettingsSyncService::applyKeys(const QStringList& keys)
         const std::optional<Entry> entry = entryForKey(k);
         if (!entry)
             continue;
-        const QVariant value = m_dependencies.kvStore->object(k);
         // A key the shared store does not hold leaves the local value alone: dropping it would
         // reset this machine's settings at the next launch whenever the store starts out empty.
-        if (!value.isValid())
+        // A value this version cannot take (another type, null, out of range) is left alone
+        // the same way, rather than stored where every reader would refuse it.
+        const std::optional<QVariant> value = sharedValue(k, m_dependencies.kvStore->object(k));
+        if (!value)
             continue;
         if (m_dependencies.settings)
-            m_dependencies.settings->setValue(k, value);
-        applyToOwner(*entry, value);
+            Preferences::write(*m_dependencies.settings, k, *value);
+        applyToOwner(*entry, *value);
     }
 }
 
@@ -186,20 +187,20 @@ void SettingsSyncService::applyToOwner(Entry entry, const QVariant& value)
 {
     switch (entry) {
     case Entry::expansionEnabled:
-        if (m_expansion && isBool(value))
+        if (m_expansion)
             m_expansion->setEnabled(value.toBool());
         break;
     case Entry::soundEnabled:
-        if (m_sound && isBool(value))
+        if (m_sound)
             m_sound->setSoundEnabled(value.toBool());
         break;
     case Entry::soundVolume:
-        if (const std::optional<double> volume = asDouble(value); m_sound && volume)
-            m_sound->setVolume(static_cast<float>(*volume));
+        if (m_sound)
+            m_sound->setVolume(static_cast<float>(value.toDouble()));
         break;
     case Entry::selectedSound:
         // The custom file exists only on the machine that imported it.
-        if (m_sound && isString(value) && value.toString() != SoundService::customSoundName)
+        if (m_sound && value.toString() != SoundService::customSoundName)
             m_sound->setSelectedSoundName(value.toString());
         break;
     }

@@ -29,9 +29,8 @@ public:
         QSettings* settings = nullptr;    // the user defaults; none: not written
     };
 
-    // The folder holding the shared store, set by the user to one that a sync tool keeps in
-    // step; by default "Sync" in the data folder.
-    static inline const QString syncFolderKey = QStringLiteral("tw_syncFolder");
+    // The folder holding the shared store, set by the user ("tw_syncFolder") to one that a
+    // sync tool keeps in step; by default "Sync" in the data folder.
     static QString syncFolder(const QSettings& settings);
 
     explicit SettingsSyncService(Dependencies dependencies, QObject* parent = nullptr);
@@ -41,7 +40,8 @@ public:
     static std::optional<Entry> entryForKey(const QString& key);
 
     // Stores a value under the entry's key: a bool, a float or double, or a string; an invalid
-    // QVariant removes the key; any other type is not pushed. Works whether or not start() ran.
+    // QVariant removes the key; a value of another type, or one the key does not accept (a
+    // volume outside 0...1), is not pushed. Works whether or not start() ran.
     void push(Entry entry, const QVariant& value);
 
     // Pushes every change of the owners' fields, and gives changes from elsewhere to them.
@@ -55,7 +55,8 @@ public:
     void handleExternalChange(const QVariantMap& userInfo);
 
     // Copies each of the four keys from the shared store to the user defaults and the owner,
-    // in order; other keys are skipped.
+    // in order; other keys are skipped, and so are values of the wrong type, null, or out of
+    // range, which leave the local value alone.
     void applyKeys(const QStringList& keys);
 
 private:

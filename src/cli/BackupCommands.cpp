@@ -1,5 +1,6 @@
 #include "backup/BackupService.h"
 #include "cli/CliSupport.h"
+#include "common/Preferences.h"
 #include "library/PersistenceController.h"
 
 #include <QCoreApplication>
@@ -11,14 +12,14 @@ namespace {
 
 using Cli::Outcome;
 
-// The four settings as the user defaults hold them, with their defaults.
-AppSettingsBackup storedSettings(QSettings& defaults)
+// The four settings in effect, as the services would load them.
+AppSettingsBackup storedSettings(const QSettings& defaults)
 {
     AppSettingsBackup s;
-    s.expansionEnabled = defaults.value(u"tw_expansionEnabled"_s, true).toBool();
-    s.soundEnabled = defaults.value(u"tw_soundEnabled"_s, true).toBool();
-    s.soundVolume = defaults.value(u"tw_soundVolume"_s, 0.8).toFloat();
-    s.selectedSound = defaults.value(u"tw_selectedSound"_s, u"Tink"_s).toString();
+    s.expansionEnabled = Preferences::flag(defaults, Preferences::expansionEnabled);
+    s.soundEnabled = Preferences::flag(defaults, Preferences::soundEnabled);
+    s.soundVolume = float(Preferences::number(defaults, Preferences::soundVolume));
+    s.selectedSound = Preferences::text(defaults, Preferences::selectedSound);
     return s;
 }
 
@@ -26,10 +27,12 @@ AppSettingsBackup storedSettings(QSettings& defaults)
 BackupService::SettingsTarget defaultsTarget(QSettings& defaults)
 {
     const auto store = [&defaults](const QString& key) {
-        return [key, &defaults](const auto& value) { defaults.setValue(key, value); };
+        return [key, &defaults](const auto& value) {
+            Preferences::write(defaults, key, QVariant(value));
+        };
     };
-    return {store(u"tw_expansionEnabled"_s), store(u"tw_soundEnabled"_s),
-            store(u"tw_soundVolume"_s), store(u"tw_selectedSound"_s),
+    return {store(Preferences::expansionEnabled), store(Preferences::soundEnabled),
+            store(Preferences::soundVolume), store(Preferences::selectedSound),
             [](const QString&, const QVariant&) {}};
 }
 

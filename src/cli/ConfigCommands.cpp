@@ -1,11 +1,8 @@
-#include "ai/AIService.h"
-#include "ai/SettingsValues.h"
+#include "ai/AIProvider.h"
 #include "cli/CliSupport.h"
+#include "common/Preferences.h"
 
-#include <QDateTime>
-#include <QLocale>
 #include <QSettings>
-#include <cmath>
 
 using namespace Qt::StringLiterals;
 
@@ -13,229 +10,79 @@ namespace {
 
 using Cli::Outcome;
 
-enum class ValueType { boolean, number, integer, string, date };
-
-// A user-defaults key the command line knows, with its type and the value an absent or
-// unreadable entry stands for (none: the key is simply not set).
-struct KnownKey {
-    QString name;
-    ValueType type;
-    std::optional<QVariant> fallback;
-    QStringList choices; // raw values of an enumeration; empty: any string
-    // The AI settings' effective value, with the service's own fallbacks.
-    std::function<QVariant(const AIService&)> aiValue;
-};
-
-template <typename Enum> QStringList rawValues(const QList<Enum>& all)
+// The value in effect: the stored one when valid, else the default. The AI model and base URL
+// have none of their own; they follow the provider, as the AI service loads them.
+QVariant effectiveValue(const QSettings& settings, const QString& key)
 {
-    QStringList out;
-    for (const Enum value : all)
-        out.append(rawValue(value));
-    return out;
+    const QVariant value = Preferences::value(settings, key);
+    if (value.isValid() || (key != Preferences::aiModel && key != Preferences::aiBaseURL))
+        return value;
+    const AIProvider provider =
+        providerFromRawValue(Preferences::text(settings, Preferences::aiProvider))
+            .value_or(AIProvider::openAI);
+    return key == Preferences::aiModel ? defaultModel(provider) : defaultBaseURL(provider);
 }
 
-const std::vector<KnownKey>& knownKeys()
+// A refused value is no usage mistake: one line saying what the key takes.
+Outcome refused(const QString& reason)
 {
-    using T = ValueType;
-    static const std::vector<KnownKey> keys{
-        {u"tw_expansionEnabled"_s, T::boolean, true, {}, {}},
-        {u"tw_soundEnabled"_s, T::boolean, true, {}, {}},
-        {u"tw_soundVolume"_s, T::number, 0.8, {}, {}},
-        {u"tw_selectedSound"_s, T::string, u"Tink"_s, {}, {}},
-        {u"tw_customSoundPath"_s, T::string, std::nullopt, {}, {}},
-        {u"tw_iCloudSyncEnabled"_s, T::boolean, false, {}, {}},
-        {u"tw_hasShownWelcome"_s, T::boolean, false, {}, {}},
-        {u"tw_hasShownSyncPrompt"_s, T::boolean, false, {}, {}},
-        {u"tw_backupFolderBookmark"_s, T::string, std::nullopt, {}, {}},
-        {u"tw_lastBackupDate"_s, T::date, std::nullopt, {}, {}},
-        {u"betaUpdatesEnabled"_s, T::boolean, false, {}, {}},
-        {u"ai_provider"_s,
-         T::string,
-         {},
-         rawValues(allProviders()),
-         [](const AIService& s) { return QVariant(rawValue(s.provider())); }},
-        {u"ai_model"_s, T::string, {}, {}, [](const AIService& s) { return QVariant(s.model()); }},
-        {u"ai_base_url"_s,
-         T::string,
-         {},
-         {},
-         [](const AIService& s) { return QVariant(s.customBaseURL()); }},
-        {u"ai_anthropic_enterprise_url"_s,
-         T::string,
-         {},
-         {},
-         [](const AIService& s) { return QVariant(s.anthropicEnterpriseBaseURL()); }},
-        {u"ai_anthropic_enterprise_auth"_s,
-         T::string,
-         {},
-         rawValues(allAuthTypes()),
-         [](const AIService& s) { return QVariant(rawValue(s.anthropicEnterpriseAuthType())); }},
-        {u"ai_anthropic_enterprise_header"_s,
-         T::string,
-         {},
-         {},
-         [](const AIService& s) { return QVariant(s.anthropicEnterpriseCustomHeader()); }},
-        {u"ai_anthropic_enterprise_endpoint"_s,
-         T::string,
-         {},
-         rawValues(allEndpointStyles()),
-         [](const AIService& s) {
-             return QVariant(rawValue(s.anthropicEnterpriseEndpointStyle()));
-         }},
-        {u"ai_anthropic_enterprise_custom_endpoint"_s,
-         T::string,
-         {},
-         {},
-         [](const AIService& s) { return QVariant(s.anthropicEnterpriseCustomEndpoint()); }},
-        {u"ai_system_prompt"_s,
-         T::string,
-         {},
-         {},
-         [](const AIService& s) { return QVariant(s.globalSystemPrompt()); }},
-        {u"ai_temperature"_s,
-         T::number,
-         {},
-         {},
-         [](const AIService& s) { return QVariant(s.temperature()); }},
-        {u"ai_max_tokens"_s,
-         T::integer,
-         {},
-         {},
-         [](const AIService& s) { return QVariant::fromValue(s.maxTokens()); }},
-        {u"ai_enabled"_s,
-         T::boolean,
-         {},
-         {},
-         [](const AIService& s) { return QVariant(s.isEnabled()); }},
-        {u"ai_ollama_port"_s,
-         T::integer,
-         {},
-         {},
-         [](const AIService& s) { return QVariant::fromValue(s.ollamaPort()); }},
-    };
-    return keys;
+    return {CommandLine::usageErrorExitCode, QString(),
+            u"scrivlane: config set: "_s + reason + u"\n"_s};
 }
 
-const KnownKey* findKey(const QString& name)
+Outcome get(const QSettings& settings, const QString& key)
 {
-    for (const KnownKey& key : knownKeys()) {
-        if (key.name == name)
-            return &key;
-    }
-    return nullptr;
+    const QVariant value = effectiveValue(settings, key);
+    if (!value.isValid())
+        return {1, QString(), u"scrivlane: "_s + key + u" is not set\n"_s};
+    return Cli::success(Preferences::format(value) + u"\n"_s);
 }
 
-// The stored value read as the key's type; nullopt when absent or of another kind.
-std::optional<QVariant> typedValue(ValueType type, const QVariant& stored)
+Outcome set(QSettings& settings, const Preferences::Preference& preference, const QString& text)
 {
-    using namespace SettingsValues;
-    const auto wrap = [](auto optional) {
-        return optional ? std::optional<QVariant>(QVariant::fromValue(*optional)) : std::nullopt;
-    };
-    switch (type) {
-    case ValueType::boolean:
-        return wrap(toBool(stored));
-    case ValueType::number:
-        return wrap(toDouble(stored));
-    case ValueType::integer:
-        return wrap(toInteger(stored));
-    case ValueType::string:
-        return wrap(toString(stored));
-    case ValueType::date: {
-        QDateTime date = stored.typeId() == QMetaType::QDateTime
-                             ? stored.toDateTime()
-                             : QDateTime::fromString(stored.toString(), Qt::ISODate);
-        return date.isValid() ? std::optional<QVariant>(date) : std::nullopt;
-    }
-    }
-    return std::nullopt;
-}
-
-QString formatted(const QVariant& value)
-{
-    switch (value.typeId()) {
-    case QMetaType::Bool:
-        return value.toBool() ? u"true"_s : u"false"_s;
-    case QMetaType::Double:
-        return QString::number(value.toDouble(), 'g', QLocale::FloatingPointShortest);
-    case QMetaType::QDateTime:
-        return value.toDateTime().toUTC().toString(Qt::ISODateWithMs);
-    default:
-        return value.toString();
-    }
-}
-
-// The text as a value of the key's type, or why it is not one.
-std::variant<QVariant, QString> parsed(const KnownKey& key, const QString& text)
-{
-    if (!key.choices.isEmpty() && !key.choices.contains(text))
-        return key.name + u" takes one of: "_s + key.choices.join(u", "_s);
-    switch (key.type) {
-    case ValueType::boolean:
-        if (text == u"true"_s || text == u"false"_s)
-            return QVariant(text == u"true"_s);
-        return key.name + u" takes true or false"_s;
-    case ValueType::number: {
-        bool ok = false;
-        const double number = text.toDouble(&ok);
-        if (ok && std::isfinite(number))
-            return QVariant(number);
-        return key.name + u" takes a number"_s;
-    }
-    case ValueType::integer: {
-        bool ok = false;
-        const qint64 number = text.toLongLong(&ok);
-        if (ok)
-            return QVariant::fromValue(number);
-        return key.name + u" takes a whole number"_s;
-    }
-    case ValueType::string:
-        return QVariant(text);
-    case ValueType::date: {
-        const QDateTime date = QDateTime::fromString(text, Qt::ISODate);
-        if (date.isValid())
-            return QVariant(date.toUTC());
-        return key.name + u" takes an ISO 8601 date and time"_s;
-    }
-    }
-    return QString();
-}
-
-Outcome runConfig(const QStringList& arguments, CommandServices& services)
-{
-    QCommandLineParser parser;
-    if (auto early = Cli::parseSubcommand(parser, arguments, 2, 3, u"get KEY | set KEY VALUE"_s))
-        return *early;
-    const QStringList args = parser.positionalArguments();
-    const QString& action = args.at(0);
-    if (action != u"get"_s && action != u"set"_s)
-        return Cli::usageError(u"config: unknown action \""_s + action + u"\" (get or set)"_s);
-    if (args.size() != (action == u"get"_s ? 2 : 3))
-        return Cli::usageError(action == u"get"_s ? u"config get takes one KEY"_s
-                                                  : u"config set takes KEY and VALUE"_s);
-    const KnownKey* key = findKey(args.at(1));
-    if (!key)
-        return Cli::usageError(u"config: unknown key \""_s + args.at(1) + u"\""_s);
-
-    QSettings& settings = services.settings();
-    if (action == u"get"_s) {
-        std::optional<QVariant> value = key->aiValue
-                                            ? key->aiValue(services.ai())
-                                            : typedValue(key->type, settings.value(key->name))
-                                                  .value_or(key->fallback.value_or(QVariant()));
-        if (!value || !value->isValid())
-            return {1, QString(), u"scrivlane: "_s + key->name + u" is not set\n"_s};
-        return Cli::success(formatted(*value) + u"\n"_s);
-    }
-
-    const auto value = parsed(*key, args.at(2));
+    const auto value = Preferences::parse(preference, text);
     if (const auto* problem = std::get_if<QString>(&value))
-        return Cli::usageError(u"config set: "_s + *problem);
-    settings.setValue(key->name, std::get<QVariant>(value));
+        return refused(*problem);
+    Preferences::write(settings, preference.key, std::get<QVariant>(value));
     settings.sync();
     if (settings.status() != QSettings::NoError)
         return {1, QString(), u"scrivlane: could not write "_s + settings.fileName() + u"\n"_s};
     return Cli::success(QString());
+}
+
+Outcome runConfig(const QStringList& arguments, CommandServices& services)
+{
+    // The value is taken as it is, so that "-5" reaches the range check instead of being read
+    // as an option; "--" before it is allowed too.
+    const QString action = arguments.value(1);
+    const QStringList words = arguments.mid(2);
+    const bool plain = (action == u"get"_s || action == u"set"_s) && !words.isEmpty() &&
+                       !words.first().startsWith(u'-');
+    if (!plain) {
+        QCommandLineParser parser;
+        if (auto early =
+                Cli::parseSubcommand(parser, arguments, 2, 3, u"get KEY | set KEY VALUE"_s))
+            return *early;
+        const QString first = parser.positionalArguments().first();
+        if (first != u"get"_s && first != u"set"_s)
+            return Cli::usageError(u"config: unknown action \""_s + first + u"\" (get or set)"_s);
+        return Cli::usageError(first == u"get"_s ? u"config get takes one KEY"_s
+                                                 : u"config set takes KEY and VALUE"_s);
+    }
+    const Preferences::Preference* preference = Preferences::find(words.first());
+    if (!preference)
+        return Cli::usageError(u"config: unknown key \""_s + words.first() + u"\""_s);
+    if (action == u"get"_s) {
+        if (words.size() != 1)
+            return Cli::usageError(u"config get takes one KEY"_s);
+        return get(services.settings(), preference->key);
+    }
+    QStringList values = words.mid(1);
+    if (values.size() == 2 && values.first() == u"--"_s)
+        values.removeFirst();
+    if (values.size() != 1)
+        return Cli::usageError(u"config set takes KEY and VALUE"_s);
+    return set(services.settings(), *preference, values.first());
 }
 
 } // namespace
@@ -246,11 +93,16 @@ void Cli::appendConfigCommands(std::vector<Command>& commands)
   config set KEY VALUE
       Reads or writes a setting of the user defaults: the "tw_" and "ai_" keys and
       betaUpdatesEnabled. get prints the value in effect (the default when none is
-      stored; exit code 1 when the key has neither). set takes true/false for
-      switches, numbers for numbers, ISO 8601 for dates, and an enumeration's raw
-      value for ai_provider, ai_anthropic_enterprise_auth and
-      ai_anthropic_enterprise_endpoint. Unknown keys are refused. set writes the one
-      value only: "ai provider" switches providers with all that goes with it.
+      stored, or when the stored one is not valid; exit code 1 when the key has
+      neither). set takes true/false for switches, numbers within the key's range
+      (tw_soundVolume 0 to 1, ai_temperature 0 to 2, ai_max_tokens 64 to 4096,
+      ai_ollama_port 1 to 65535), absolute paths for tw_syncFolder and
+      tw_customSoundPath, comma-separated WindowClass=keys entries for
+      tw_pasteShortcuts, ISO 8601 for dates, and an enumeration's raw value for
+      ai_provider, ai_anthropic_enterprise_auth and ai_anthropic_enterprise_endpoint.
+      Unknown keys and values the key does not take are refused (exit code 2). set
+      writes the one value only: "ai provider" switches providers with all that goes
+      with it.
 )"_s,
                         runConfig});
 }

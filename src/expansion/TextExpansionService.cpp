@@ -1,5 +1,6 @@
 #include "expansion/TextExpansionService.h"
 
+#include "common/Preferences.h"
 #include "platform/api/ClipboardReader.h"
 #include "platform/api/FrontmostApplication.h"
 #include "platform/api/KeyboardMonitor.h"
@@ -9,8 +10,6 @@
 #include <QSettings>
 
 namespace {
-const QString expansionEnabledKey = QStringLiteral("tw_expansionEnabled");
-
 bool hasControlCharacter(QStringView text)
 {
     for (QChar c : text)
@@ -25,8 +24,7 @@ TextExpansionService::TextExpansionService(Dependencies dependencies, QObject* p
 {
     Q_ASSERT(m_dependencies.scheduler);
     if (m_dependencies.settings) {
-        const QVariant stored = m_dependencies.settings->value(expansionEnabledKey);
-        m_isEnabled = stored.isValid() ? stored.toBool() : true;
+        m_isEnabled = Preferences::flag(*m_dependencies.settings, Preferences::expansionEnabled);
     }
 }
 
@@ -109,7 +107,7 @@ void TextExpansionService::setEnabled(bool enabled)
     if (m_isEnabled.exchange(enabled) == enabled)
         return;
     if (m_dependencies.settings)
-        m_dependencies.settings->setValue(expansionEnabledKey, enabled);
+        Preferences::write(*m_dependencies.settings, Preferences::expansionEnabled, enabled);
     Q_EMIT isEnabledChanged(enabled);
 }
 

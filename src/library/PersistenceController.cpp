@@ -1,6 +1,7 @@
 #include "library/PersistenceController.h"
 
 #include "common/AppPaths.h"
+#include "common/Preferences.h"
 #include "library/CategoryEntity.h"
 #include "library/SnippetEntity.h"
 #include "library/StoreSchema.h"
@@ -20,7 +21,6 @@
 
 namespace {
 
-const QString syncEnabledKey = QStringLiteral("tw_iCloudSyncEnabled");
 constexpr std::int64_t notYetStored = -1;
 
 // Moves the doomed records out of `from` in one pass, keeping the others in order.
@@ -88,7 +88,7 @@ PersistenceController::PersistenceController(Options options, QObject* parent)
         m_options.quit = [] { QCoreApplication::quit(); };
     // Read once: turning sync on or off takes effect at the next launch.
     if (m_options.settings)
-        m_syncEnabled = m_options.settings->value(syncEnabledKey, false).toBool();
+        m_syncEnabled = Preferences::flag(*m_options.settings, Preferences::iCloudSyncEnabled);
     open();
 }
 
@@ -725,7 +725,7 @@ void PersistenceController::handleSyncEvent(const SyncEvent& event)
 void PersistenceController::enableSyncAndRelaunch()
 {
     if (m_options.settings) {
-        m_options.settings->setValue(syncEnabledKey, true);
+        Preferences::write(*m_options.settings, Preferences::iCloudSyncEnabled, true);
         m_options.settings->sync();
     }
     // An AppImage is relaunched as itself, not as the binary inside its mount.

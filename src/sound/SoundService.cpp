@@ -1,5 +1,6 @@
 #include "sound/SoundService.h"
 
+#include "common/Preferences.h"
 #include "platform/api/SoundPlayer.h"
 #include "sound/SystemSounds.h"
 
@@ -10,20 +11,12 @@
 #include <QSaveFile>
 #include <QSettings>
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cmath>
 
 Q_LOGGING_CATEGORY(lcSound, "scrivlane.sound")
 
 namespace {
 
-const QString selectedSoundKey = QStringLiteral("tw_selectedSound");
-const QString soundEnabledKey = QStringLiteral("tw_soundEnabled");
-const QString volumeKey = QStringLiteral("tw_soundVolume");
-const QString customSoundPathKey = QStringLiteral("tw_customSoundPath");
-
-constexpr float defaultVolume = 0.8f;
 constexpr qint64 copyChunk = 64 * 1024;
 
 // Writes the copy next to the destination and renames it over any older file of that name,
@@ -46,19 +39,6 @@ bool copyReplacing(const QString& from, const QString& to)
     return target.commit();
 }
 
-// The double with the float's shortest decimal form, so that 0.3f is stored as 0.3 and not
-// as 0.30000001192092896.
-double shortestDouble(float value)
-{
-    std::array<char, 32> text{};
-    const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc())
-        return value;
-    double widened = value;
-    std::from_chars(text.data(), end, widened);
-    return widened;
-}
-
 } // namespace
 
 SoundService::SoundService(Dependencies dependencies, QObject* parent)
@@ -66,21 +46,14 @@ SoundService::SoundService(Dependencies dependencies, QObject* parent)
       m_selectedSoundName(fallbackSoundName)
 {
     Q_ASSERT(m_dependencies.player);
-    QSettings* settings = m_dependencies.settings;
+    const QSettings* settings = m_dependencies.settings;
     if (!settings)
         return;
-    if (const QVariant v = settings->value(selectedSoundKey); v.isValid())
-        m_selectedSoundName = v.toString();
-    if (const QVariant v = settings->value(soundEnabledKey); v.isValid())
-        m_soundEnabled = v.toBool();
-    if (const QVariant v = settings->value(volumeKey); v.isValid()) {
-        bool ok = false;
-        const float stored = v.toFloat(&ok);
-        if (ok && !std::isnan(stored))
-            m_volume = std::clamp(stored, 0.0f, 1.0f);
-    }
-    if (const QString path = settings->value(customSoundPathKey).toString(); !path.isEmpty())
-        m_customSoundURL = QUrl::fromLocalFile(path);
+    m_selectedSoundName = Preferences::text(*settings, Preferences::selectedSound);
+    m_soundEnabled = Preferences::flag(*settings, Preferences::soundEnabled);
+    m_volume = static_cast<float>(Preferences::number(*settings, Preferences::soundVolume));
+    if (const auto path = Preferences::stored(*settings, Preferences::customSoundPath))
+        m_customSoundURL = QUrl::fromLocalFile(path->toString());
 }
 
 const QStringList& SoundService::systemSoundNames()
@@ -94,7 +67,7 @@ void SoundService::setSelectedSoundName(const QString& name)
         return;
     m_selectedSoundName = name;
     if (m_dependencies.settings)
-        m_dependencies.settings->setValue(selectedSoundKey, name);
+        Preferences::write(*m_dependencies.settings, Preferences::selectedSound, name);
     Q_EMIT selectedSoundNameChanged(name);
 }
 
@@ -104,7 +77,7 @@ void SoundService::setSoundEnabled(bool enabled)
         return;
     m_soundEnabled = enabled;
     if (m_dependencies.settings)
-        m_dependencies.settings->setValue(soundEnabledKey, enabled);
+        Preferences::write(*m_dependencies.settings, Preferences::soundEnabled, enabled);
     Q_EMIT soundEnabledChanged(enabled);
 }
 
@@ -117,7 +90,7 @@ void SoundService::setVolume(float volume)
         return;
     m_volume = volume;
     if (m_dependencies.settings)
-        m_dependencies.settings->setValue(volumeKey, shortestDouble(volume));
+        Preferences::write(*m_dependencies.settings, Preferences::soundVolume, volume);
     Q_EMIT volumeChanged(volume);
 }
 
@@ -128,9 +101,9 @@ void SoundService::setCustomSoundURL(const QUrl& url)
     m_customSoundURL = url;
     if (QSettings* settings = m_dependencies.settings) {
         if (url.isEmpty())
-            settings->remove(customSoundPathKey);
+            settings->remove(Preferences::customSoundPath);
         else
-            settings->setValue(customSoundPathKey, url.toLocalFile());
+            Preferences::write(*settings, Preferences::customSoundPath, url.toLocalFile());
     }
     Q_EMIT customSoundURLChanged(url);
 }

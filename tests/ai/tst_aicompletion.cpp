@@ -47,6 +47,7 @@ private Q_SLOTS:
     void replies();
     void failuresBeforeSending_data();
     void failuresBeforeSending();
+    void temperatureNotEncodable();
     void transportFailures_data();
     void transportFailures();
     void severalInFlight();
@@ -111,10 +112,10 @@ void TestAICompletion::wireFormat_data()
     QTest::newRow("grok, own settings and system prompt")
         << u"grok"_s
         << QVariantMap{{u"temperature"_s, 0.25},
-                       {u"maxTokens"_s, QVariant::fromValue<qint64>(50)},
+                       {u"maxTokens"_s, QVariant::fromValue<qint64>(128)},
                        {u"globalSystemPrompt"_s, u" Be brief.\n"_s}}
         << key << u"Hi"_s << QByteArray("/xai/v1/chat/completions") << bearer << anthropicHeaders
-        << openAIBody("grok-3-mini", systemJson("\\n\\n Be brief.\\n"), "Hi", "0.25", "50");
+        << openAIBody("grok-3-mini", systemJson("\\n\\n Be brief.\\n"), "Hi", "0.25", "128");
     QTest::newRow("ollama without key")
         << u"ollama"_s << QVariantMap{{u"ollamaPort"_s, port}} << QString() << u"Hi"_s
         << QByteArray("/v1/chat/completions") << json
@@ -289,8 +290,19 @@ void TestAICompletion::failuresBeforeSending_data()
     QTest::newRow("custom without key") << u"custom"_s << QVariantMap{{u"customBaseURL"_s, u"http://127.0.0.1:1"_s}} << QString() << u"error: API key not set"_s;
     QTest::newRow("custom base url unparsable") << u"custom"_s << QVariantMap{{u"customBaseURL"_s, u"http://exa mple.com/v1"_s}} << u"k"_s << u"error: Network error: invalid base URL"_s;
     QTest::newRow("enterprise url unparsable") << u"anthropic"_s << QVariantMap{{u"anthropicEnterpriseBaseURL"_s, u"http://a b/"_s}} << u"k"_s << u"error: Network error: invalid Anthropic URL"_s;
-    QTest::newRow("temperature not encodable") << u"openai"_s << QVariantMap{{u"temperature"_s, qQNaN()}} << u"k"_s << u"error: The request could not be encoded: the temperature is not a number"_s;
     // clang-format on
+}
+
+// The service never holds such a temperature; the request builder still refuses one.
+void TestAICompletion::temperatureNotEncodable()
+{
+    AIRequestSettings settings;
+    settings.baseURL = m_server.baseUrl();
+    settings.temperature = qQNaN();
+    const auto request = AIRequests::completionRequest(settings, u"k"_s, u"Hi"_s, 1000ms);
+    QVERIFY(std::holds_alternative<AIFailure>(request));
+    QCOMPARE(failureDescription(std::get<AIFailure>(request)),
+             u"The request could not be encoded: the temperature is not a number"_s);
 }
 
 void TestAICompletion::failuresBeforeSending()

@@ -1,4 +1,5 @@
 #include "AITestSupport.h"
+#include "common/Preferences.h"
 
 #include <QFile>
 #include <QJsonDocument>
@@ -56,6 +57,9 @@ private Q_SLOTS:
     void load();
     void writesAreStoredAtOnce_data();
     void writesAreStoredAtOnce();
+    void writesOutOfRangeAreIgnored_data();
+    void writesOutOfRangeAreIgnored();
+    void rawValuesAreAccepted();
     void providerSwitch_data();
     void providerSwitch();
     void sameProviderStoresOnly();
@@ -114,6 +118,10 @@ void TestAIService::load_data()
         << with([](Loaded& l) { l.temperature = 0.25; l.maxTokens = 2048; l.ollamaPort = 8080; l.isEnabled = true; });
     QTest::newRow("wrong kinds fall back") << QStringList{u"ai_temperature=warm"_s, u"ai_max_tokens=3.5"_s, u"ai_ollama_port=\"\""_s, u"ai_enabled=yes"_s} << fresh;
     QTest::newRow("temperature not finite") << QStringList{u"ai_temperature=nan"_s} << fresh;
+    QTest::newRow("numbers above range fall back") << QStringList{u"ai_temperature=2.5"_s, u"ai_max_tokens=5000"_s, u"ai_ollama_port=70000"_s} << fresh;
+    QTest::newRow("numbers below range fall back") << QStringList{u"ai_temperature=-0.1"_s, u"ai_max_tokens=-5"_s, u"ai_ollama_port=0"_s} << fresh;
+    QTest::newRow("range ends") << QStringList{u"ai_temperature=2"_s, u"ai_max_tokens=64"_s, u"ai_ollama_port=65535"_s}
+        << with([](Loaded& l) { l.temperature = 2.0; l.maxTokens = 64; l.ollamaPort = 65535; });
     QTest::newRow("a list where a string belongs") << QStringList{u"ai_model=a, b"_s} << fresh;
     // clang-format on
 }
@@ -183,6 +191,53 @@ void TestAIService::writesAreStoredAtOnce()
     // And a later process reads it back as the same value.
     AIService reloaded(h.dependencies());
     QCOMPARE(reloaded.property(property.constData()), value);
+}
+
+void TestAIService::writesOutOfRangeAreIgnored_data()
+{
+    QTest::addColumn<QByteArray>("property");
+    QTest::addColumn<QVariant>("value");
+
+    // clang-format off
+    QTest::newRow("temperature above 2") << QByteArray("temperature") << QVariant(2.01);
+    QTest::newRow("temperature negative") << QByteArray("temperature") << QVariant(-0.5);
+    QTest::newRow("temperature nan") << QByteArray("temperature") << QVariant(qQNaN());
+    QTest::newRow("max tokens below 64") << QByteArray("maxTokens") << QVariant::fromValue<qint64>(-5);
+    QTest::newRow("max tokens above 4096") << QByteArray("maxTokens") << QVariant::fromValue<qint64>(4097);
+    QTest::newRow("port 0") << QByteArray("ollamaPort") << QVariant::fromValue<qint64>(0);
+    QTest::newRow("port 70000") << QByteArray("ollamaPort") << QVariant::fromValue<qint64>(70000);
+    // clang-format on
+}
+
+// What the settings would read back as the default is neither kept nor stored.
+void TestAIService::writesOutOfRangeAreIgnored()
+{
+    QFETCH(QByteArray, property);
+    QFETCH(QVariant, value);
+
+    AIHarness h(m_server);
+    AIService& service = h.start();
+    const QVariant before = service.property(property.constData());
+    QSignalSpy endpoint(&service, &AIService::endpointChanged);
+    service.setProperty(property.constData(), value);
+    QCOMPARE(service.property(property.constData()), before);
+    QCOMPARE(endpoint.count(), 0);
+    h.settings.sync();
+    QCOMPARE(QSettings(h.settings.fileName(), QSettings::IniFormat).allKeys(), QStringList());
+}
+
+// Every raw value the service writes must be one the settings accept, or it would read back
+// as the default at the next launch.
+void TestAIService::rawValuesAreAccepted()
+{
+    for (const AIProvider p : allProviders())
+        QVERIFY2(Preferences::accept(u"ai_provider"_s, rawValue(p)), qPrintable(rawValue(p)));
+    for (const AnthropicEnterpriseAuthType a : allAuthTypes())
+        QVERIFY2(Preferences::accept(u"ai_anthropic_enterprise_auth"_s, rawValue(a)),
+                 qPrintable(rawValue(a)));
+    for (const AnthropicEnterpriseEndpointStyle e : allEndpointStyles())
+        QVERIFY2(Preferences::accept(u"ai_anthropic_enterprise_endpoint"_s, rawValue(e)),
+                 qPrintable(rawValue(e)));
 }
 
 void TestAIService::providerSwitch_data()

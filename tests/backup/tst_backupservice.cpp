@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QVariant>
+#include <limits>
 
 using namespace Qt::StringLiterals;
 
@@ -77,6 +78,10 @@ private Q_SLOTS:
     void exportIsAtomicAndDaily();
     void decodeFailures_data();
     void decodeFailures();
+    void settingsOfTheWrongKindReadAsDefaults_data();
+    void settingsOfTheWrongKindReadAsDefaults();
+    void encodedVolumeIsAlwaysValid_data();
+    void encodedVolumeIsAlwaysValid();
     void restore_data();
     void restore();
     void restoreLeavesLibraryAloneOnBadFile();
@@ -201,6 +206,66 @@ void TestBackupService::decodeFailures()
     const auto decoded = BackupCodec::decode(json);
     QVERIFY(std::holds_alternative<QString>(decoded));
     QVERIFY2(std::get<QString>(decoded).contains(mentions), qPrintable(std::get<QString>(decoded)));
+}
+
+void TestBackupService::settingsOfTheWrongKindReadAsDefaults_data()
+{
+    QTest::addColumn<QByteArray>("settings");
+    QTest::addColumn<bool>("expansionEnabled");
+    QTest::addColumn<bool>("soundEnabled");
+    QTest::addColumn<float>("soundVolume");
+    QTest::addColumn<QString>("selectedSound");
+    // clang-format off
+    QTest::newRow("all valid") << QByteArray(R"("expansionEnabled":false,"soundEnabled":false,"soundVolume":0.3,"selectedSound":"Pop")") << false << false << 0.3f << u"Pop"_s;
+    QTest::newRow("volume a word") << QByteArray(R"("expansionEnabled":false,"soundEnabled":false,"soundVolume":"loud","selectedSound":"Pop")") << false << false << 0.8f << u"Pop"_s;
+    QTest::newRow("volume above 1") << QByteArray(R"("expansionEnabled":false,"soundEnabled":false,"soundVolume":5,"selectedSound":"Pop")") << false << false << 0.8f << u"Pop"_s;
+    QTest::newRow("volume beyond float") << QByteArray(R"("expansionEnabled":false,"soundEnabled":false,"soundVolume":1e39,"selectedSound":"Pop")") << false << false << 0.8f << u"Pop"_s;
+    QTest::newRow("volume negative") << QByteArray(R"("expansionEnabled":false,"soundEnabled":false,"soundVolume":-0.1,"selectedSound":"Pop")") << false << false << 0.8f << u"Pop"_s;
+    QTest::newRow("switches as words, sound a number") << QByteArray(R"("expansionEnabled":"false","soundEnabled":0,"soundVolume":0.3,"selectedSound":7)") << true << true << 0.3f << u"Tink"_s;
+    // clang-format on
+}
+
+// The snippets are what a backup is for: a setting it cannot take reads as the default, as
+// it would from settings.ini, and the restore goes on.
+void TestBackupService::settingsOfTheWrongKindReadAsDefaults()
+{
+    QFETCH(QByteArray, settings);
+    QFETCH(bool, expansionEnabled);
+    QFETCH(bool, soundEnabled);
+    QFETCH(float, soundVolume);
+    QFETCH(QString, selectedSound);
+    const QByteArray json = R"({"exportedAt":"2025-03-01T09:30:00Z","appVersion":"1.0",)"
+                            R"("snippets":[],"settings":{)" +
+                            settings + "}}";
+    const auto decoded = BackupCodec::decode(json);
+    if (const auto* error = std::get_if<QString>(&decoded))
+        QFAIL(qPrintable(*error));
+    const AppSettingsBackup expected{expansionEnabled, soundEnabled, soundVolume, selectedSound};
+    QCOMPARE(std::get<BackupFile>(decoded).settings, std::optional(expected));
+}
+
+void TestBackupService::encodedVolumeIsAlwaysValid_data()
+{
+    QTest::addColumn<float>("volume");
+    QTest::addColumn<QByteArray>("written");
+    QTest::newRow("shortest form") << 0.3f << QByteArray("0.3");
+    QTest::newRow("infinite") << std::numeric_limits<float>::infinity() << QByteArray("0.8");
+    QTest::newRow("nan") << std::numeric_limits<float>::quiet_NaN() << QByteArray("0.8");
+    QTest::newRow("above 1") << 5.0f << QByteArray("0.8");
+}
+
+// Whatever the caller hands over, the file is JSON that restores.
+void TestBackupService::encodedVolumeIsAlwaysValid()
+{
+    QFETCH(float, volume);
+    QFETCH(QByteArray, written);
+    BackupFile file{t0, u"1.0"_s, {}, QList<CategoryBackup>{}, AppSettingsBackup{}};
+    file.settings->soundVolume = volume;
+    const QByteArray bytes = BackupCodec::encode(file);
+    QVERIFY2(bytes.contains(QByteArray("\"soundVolume\" : " + written + "\n")), bytes.constData());
+    const auto decoded = BackupCodec::decode(bytes);
+    if (const auto* error = std::get_if<QString>(&decoded))
+        QFAIL(qPrintable(*error));
 }
 
 // A library holds snippets 1 and 2 (2 trashed) and categories "Work" (live) and "Old"

@@ -146,6 +146,12 @@ void TestSettingsSync::push_data()
     QTest::newRow("absent removes")
         << int(E::soundEnabled) << QVariant() << u"remove tw_soundEnabled"_s;
     QTest::newRow("int not pushed") << int(E::soundVolume) << QVariant(1) << QString();
+    QTest::newRow("volume out of range not pushed")
+        << int(E::soundVolume) << QVariant(1.5) << QString();
+    QTest::newRow("volume not finite not pushed")
+        << int(E::soundVolume) << QVariant(qInf()) << QString();
+    QTest::newRow("string for a switch not pushed")
+        << int(E::expansionEnabled) << QVariant(u"true"_s) << QString();
     QTest::newRow("list not pushed")
         << int(E::selectedSound) << QVariant(QStringList{u"a"_s}) << QString();
 }
@@ -219,10 +225,23 @@ void TestSettingsSync::externalChange_data()
         << QVariantMap{{u"tw_selectedSound"_s, u"custom"_s}}
         << info(0, QStringList{u"tw_selectedSound"_s})
         << with({{u"tw_selectedSound"_s, u"custom"_s}}) << unchanged;
-    QTest::newRow("wrong types written but not applied")
-        << QVariantMap{{u"tw_soundEnabled"_s, u"false"_s}, {u"tw_expansionEnabled"_s, 0.0}}
-        << info(0, QStringList{u"tw_soundEnabled"_s, u"tw_expansionEnabled"_s})
-        << with({{u"tw_soundEnabled"_s, u"false"_s}, {u"tw_expansionEnabled"_s, 0.0}}) << unchanged;
+    // What every reader would refuse is not copied into the user defaults either.
+    const QStringList all{u"tw_expansionEnabled"_s, u"tw_soundEnabled"_s, u"tw_soundVolume"_s,
+                          u"tw_selectedSound"_s};
+    QTest::newRow("wrong types neither written nor applied")
+        << QVariantMap{{u"tw_soundEnabled"_s, u"false"_s},
+                       {u"tw_expansionEnabled"_s, 0.0},
+                       {u"tw_soundVolume"_s, u"0.3"_s},
+                       {u"tw_selectedSound"_s, 7}}
+        << info(0, all) << local << unchanged;
+    QTest::newRow("null neither written nor applied")
+        << QVariantMap{{u"tw_soundEnabled"_s, QVariant::fromValue(nullptr)},
+                       {u"tw_expansionEnabled"_s, QVariant::fromValue(nullptr)},
+                       {u"tw_soundVolume"_s, QVariant::fromValue(nullptr)},
+                       {u"tw_selectedSound"_s, QVariant::fromValue(nullptr)}}
+        << info(0, all) << local << unchanged;
+    QTest::newRow("volume out of range neither written nor applied")
+        << QVariantMap{{u"tw_soundVolume"_s, 5.0}} << info(0, volume) << local << unchanged;
     QTest::newRow("whole number volume")
         << QVariantMap{{u"tw_soundVolume"_s, 1}} << info(0, volume)
         << with({{u"tw_soundVolume"_s, 1}}) << QVariantList{true, true, 1.0f, u"Glass"_s};

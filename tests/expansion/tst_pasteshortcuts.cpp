@@ -1,3 +1,4 @@
+#include "common/Preferences.h"
 #include "expansion/PasteShortcuts.h"
 
 #include <QTest>
@@ -27,6 +28,9 @@ void TestPasteShortcuts::shortcutTable_data()
         << QStringList{u"MyTerm = Ctrl+Shift+V"_s} << u"myterm"_s << shiftV << QStringList{};
     QTest::newRow("user overrides")
         << QStringList{u"kitty=ctrl+v"_s} << u"kitty"_s << v << QStringList{};
+    QTest::newRow("every spelling")
+        << QStringList{u"a=ctrl+v"_s, u"b=shift+ctrl+v"_s, u"c=Shift + Insert"_s} << u"c"_s
+        << insert << QStringList{};
     QTest::newRow("unreadable entries are reported")
         << QStringList{u"nothing"_s, u"=ctrl+v"_s, u"x=alt+v"_s} << u"x"_s << v
         << QStringList{u"nothing"_s, u"=ctrl+v"_s, u"x=alt+v"_s};
@@ -41,6 +45,9 @@ void TestPasteShortcuts::shortcutTable()
     PasteShortcuts table;
     QCOMPARE(table.addUserEntries(userEntries), unreadable);
     QCOMPARE(int(table.forWindowClass(windowClass)), shortcut);
+    // `config set` and the settings must take exactly the entries the table reads.
+    QCOMPARE(Preferences::accept(u"tw_pasteShortcuts"_s, userEntries).has_value(),
+             unreadable.isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestPasteShortcuts)

@@ -81,10 +81,14 @@ void TestSoundService::initialValues_data()
                                                {u"tw_soundVolume"_s, 0.25},
                                                {u"tw_customSoundPath"_s, u"/x/My Ding.wav"_s}}
                                 << u"Hero"_s << true << 0.25f << u"/x/My Ding.wav"_s;
+    // A value the settings cannot take reads as its default, as it does for every reader.
     QTest::newRow("out of range volume")
-        << QVariantMap{{u"tw_soundVolume"_s, 3.5}} << u"Tink"_s << true << 1.0f << QString();
+        << QVariantMap{{u"tw_soundVolume"_s, 3.5}} << u"Tink"_s << true << 0.8f << QString();
     QTest::newRow("unreadable volume")
         << QVariantMap{{u"tw_soundVolume"_s, u"loud"_s}} << u"Tink"_s << true << 0.8f << QString();
+    QTest::newRow("unreadable switch and path")
+        << QVariantMap{{u"tw_soundEnabled"_s, u"no"_s}, {u"tw_customSoundPath"_s, u"x.wav"_s}}
+        << u"Tink"_s << true << 0.8f << QString();
 }
 
 void TestSoundService::initialValues()
