@@ -3,7 +3,9 @@
 #include "platform/qt/JsonFileKeyValueStore.h"
 #include "sound/SoundService.h"
 #include "support/Fakes.h"
+#include "support/MemoryKeyValueStore.h"
 #include "support/RecordingSoundPlayer.h"
+#include "support/VirtualClock.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,43 +20,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-// A key-value store in memory that records every write.
-class MemoryKeyValueStore final : public KeyValueStore {
-public:
-    void setBool(const QString& key, bool value) override { set(u"bool"_s, key, value); }
-    void setDouble(const QString& key, double value) override { set(u"double"_s, key, value); }
-    void setString(const QString& key, const QString& value) override
-    {
-        set(u"string"_s, key, value);
-    }
-    void removeObject(const QString& key) override
-    {
-        calls.append(u"remove "_s + key);
-        values.remove(key);
-    }
-    QVariant object(const QString& key) const override { return values.value(key); }
-    bool synchronize() override
-    {
-        calls.append(u"synchronize"_s);
-        return true;
-    }
-    void observeExternalChanges(QObject*, ExternalChangeHandler handler) override
-    {
-        observers.push_back(std::move(handler));
-    }
-
-    QVariantMap values;
-    QStringList calls;
-    std::vector<ExternalChangeHandler> observers;
-
-private:
-    void set(const QString& type, const QString& key, const QVariant& value)
-    {
-        calls.append(type + u' ' + key + u'=' + value.toString());
-        values.insert(key, value);
-    }
-};
 
 // One machine: its own user defaults and services, a store on the shared sync folder.
 struct Machine {
@@ -72,7 +37,7 @@ struct Machine {
     }
 
     QSettings settings;
-    FakeScheduler scheduler;
+    VirtualClock scheduler;
     RecordingSoundPlayer player;
     std::unique_ptr<TextExpansionService> expansion;
     std::unique_ptr<SoundService> sound;

@@ -1,5 +1,6 @@
 #include "expansion/TextExpansionService.h"
 #include "support/Fakes.h"
+#include "support/VirtualClock.h"
 #include "text/TextRules.h"
 
 #include <QRandomGenerator>
@@ -67,7 +68,7 @@ void TestAbbreviationMatching::agreesWithLinearScan()
         records.push_back(
             {randomText(random, maxAbbreviationKeys), QString::number(i), false, std::nullopt});
 
-    FakeScheduler scheduler;
+    VirtualClock scheduler;
     TextExpansionService service({&scheduler, nullptr, nullptr, nullptr});
     service.updateSnippets(records);
     std::vector<ExpansionRequest> requests;

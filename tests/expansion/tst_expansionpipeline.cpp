@@ -1,6 +1,7 @@
 #include "expansion/ExpansionPipeline.h"
 #include "expansion/TextExpansionService.h"
 #include "platform/api/Scheduler.h"
+#include "support/VirtualClock.h"
 
 #include <QGuiApplication>
 #include <QPointer>
@@ -11,34 +12,6 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
-
-// Delayed steps on a virtual clock: time moves only when the test says so.
-class VirtualClock final : public Scheduler {
-public:
-    void schedule(std::chrono::milliseconds delay, QObject* context,
-                  std::function<void()> work) override
-    {
-        m_queue.emplace(std::pair{m_now + delay.count(), m_sequence++},
-                        std::pair{QPointer<QObject>(context), std::move(work)});
-    }
-    void advance(qint64 ms)
-    {
-        const qint64 until = m_now + ms;
-        while (!m_queue.empty() && m_queue.begin()->first.first <= until) {
-            auto entry = m_queue.extract(m_queue.begin());
-            m_now = entry.key().first;
-            if (entry.mapped().first)
-                entry.mapped().second();
-        }
-        m_now = until;
-    }
-    qint64 now() const { return m_now; }
-
-private:
-    qint64 m_now = 0;
-    int m_sequence = 0;
-    std::map<std::pair<qint64, int>, std::pair<QPointer<QObject>, std::function<void()>>> m_queue;
-};
 
 // Everything the pipeline does to the outside world, in order, with the virtual time.
 struct World final : KeyInjector, ExpansionClipboard, FillInPresenter, GeneratingIndicator {
@@ -100,7 +73,7 @@ struct World final : KeyInjector, ExpansionClipboard, FillInPresenter, Generatin
 class TestExpansionPipeline : public QObject {
     Q_OBJECT
 private:
-    World m_world;
+    std::unique_ptr<World> m_world;
     std::unique_ptr<TextExpansionService> m_service;
     std::unique_ptr<ExpansionPipeline> m_pipeline;
     bool m_aiEnabled = true;
@@ -109,30 +82,30 @@ private:
     void run(const ExpansionRequest& request, qint64 ms = 2000)
     {
         m_pipeline->performExpansion(request);
-        m_world.clock.advance(ms);
+        m_world->clock.advance(ms);
     }
 
 private Q_SLOTS:
     void init()
     {
-        m_world = World();
+        m_world = std::make_unique<World>();
         m_aiEnabled = true;
         m_shortcut = PasteShortcut::controlShiftV;
         m_service = std::make_unique<TextExpansionService>(
-            TextExpansionService::Dependencies{&m_world.clock, nullptr, nullptr, nullptr});
+            TextExpansionService::Dependencies{&m_world->clock, nullptr, nullptr, nullptr});
         m_service->updateSnippets({{u"sig"_s, u"Ada {clipboard}"_s, false, std::nullopt}});
-        ExpansionPipeline::Parts parts{&m_world.clock,
-                                       &m_world,
-                                       &m_world,
-                                       &m_world,
-                                       &m_world,
+        ExpansionPipeline::Parts parts{&m_world->clock,
+                                       m_world.get(),
+                                       m_world.get(),
+                                       m_world.get(),
+                                       m_world.get(),
                                        [this] { return m_aiEnabled; },
                                        [this](const QString& p, auto done) {
-                                           m_world.prompt = p;
-                                           m_world.reply = std::move(done);
+                                           m_world->prompt = p;
+                                           m_world->reply = std::move(done);
                                        },
                                        [this] { return m_shortcut; },
-                                       [this] { m_world.note(u"sound"_s); }};
+                                       [this] { m_world->note(u"sound"_s); }};
         m_pipeline = std::make_unique<ExpansionPipeline>(m_service.get(), parts);
     }
     void plainTimeline_data();
@@ -170,21 +143,21 @@ void TestExpansionPipeline::plainTimeline()
     QFETCH(QStringList, log);
     run({3, text, false, std::nullopt, u"clip"_s}, 659);
     QVERIFY(m_service->isExpanding()); // until the clipboard is back
-    m_world.clock.advance(1);
-    QCOMPARE(m_world.log, log);
+    m_world->clock.advance(1);
+    QCOMPARE(m_world->log, log);
     QVERIFY(!m_service->isExpanding());
-    QCOMPARE(m_world.clipboard.size(), 2); // the user's image and text, both back
+    QCOMPARE(m_world->clipboard.size(), 2); // the user's image and text, both back
 }
 
 void TestExpansionPipeline::fillInForm()
 {
     run({2, u"Dear {fill:Name}{cursor},"_s, false, std::nullopt, std::nullopt}, 100);
-    QCOMPARE(m_world.fields.size(), 1);
-    QCOMPARE(m_world.fields.at(0).label, u"Name"_s);
+    QCOMPARE(m_world->fields.size(), 1);
+    QCOMPARE(m_world->fields.at(0).label, u"Name"_s);
     QVERIFY(m_service->isExpanding()); // keys typed into the form never expand
-    m_world.complete({{u"Name"_s, u"Zoë"_s}});
-    m_world.clock.advance(1000);
-    QCOMPARE(m_world.log,
+    m_world->complete({{u"Name"_s, u"Zoë"_s}});
+    m_world->clock.advance(1000);
+    QCOMPARE(m_world->log,
              (QStringList{u"0 backspace 2"_s, u"60 form"_s, u"100 write Dear Zoë,"_s,
                           u"100 paste 1"_s, u"100 sound"_s, u"450 left 1"_s, u"700 restore"_s}));
 }
@@ -192,9 +165,9 @@ void TestExpansionPipeline::fillInForm()
 void TestExpansionPipeline::cancelledForm()
 {
     run({2, u"{fill}"_s, false, std::nullopt, std::nullopt}, 100);
-    m_world.cancel();
-    m_world.clock.advance(1000);
-    QCOMPARE(m_world.log, (QStringList{u"0 backspace 2"_s, u"60 form"_s}));
+    m_world->cancel();
+    m_world->clock.advance(1000);
+    QCOMPARE(m_world->log, (QStringList{u"0 backspace 2"_s, u"60 form"_s}));
     QVERIFY(!m_service->isExpanding());
 }
 
@@ -217,17 +190,17 @@ void TestExpansionPipeline::aiReplyAndFailure()
     run({1, u"A: {ai:  say {clipboard}\t} {ai:more} {cursor}Z"_s, false, std::nullopt, u"C"_s},
         100);
     if (outcome >= 0) {
-        QCOMPARE(m_world.prompt, u"say C"_s); // trimmed, its own macros resolved
-        QVERIFY(m_world.log.last().endsWith(u"generating"_s));
-        m_world.reply(outcome == 0
-                          ? ExpansionPipeline::AIOutcome(std::in_place_index<0>, u"R"_s)
-                          : ExpansionPipeline::AIOutcome(std::in_place_index<1>, u"No key"_s));
+        QCOMPARE(m_world->prompt, u"say C"_s); // trimmed, its own macros resolved
+        QVERIFY(m_world->log.last().endsWith(u"generating"_s));
+        m_world->reply(outcome == 0
+                           ? ExpansionPipeline::AIOutcome(std::in_place_index<0>, u"R"_s)
+                           : ExpansionPipeline::AIOutcome(std::in_place_index<1>, u"No key"_s));
     }
-    m_world.clock.advance(1000);
-    QVERIFY2(m_world.log.contains(u"100 write "_s + written) ||
-                 m_world.log.contains(u"60 write "_s + written),
-             qPrintable(m_world.log.join(u" | ")));
-    QCOMPARE(m_world.log.filter(u"left"_s).isEmpty(), outcome >= 0); // AI text moves no cursor
+    m_world->clock.advance(1000);
+    QVERIFY2(m_world->log.contains(u"100 write "_s + written) ||
+                 m_world->log.contains(u"60 write "_s + written),
+             qPrintable(m_world->log.join(u" | ")));
+    QCOMPARE(m_world->log.filter(u"left"_s).isEmpty(), outcome >= 0); // AI text moves no cursor
     QVERIFY(!m_service->isExpanding());
 }
 
@@ -236,12 +209,12 @@ void TestExpansionPipeline::richSnippet()
     const QByteArray rtf =
         "{\\rtf1\\ansi{\\fonttbl{\\f0 Arial;}}\\f0 {\\b Hi} \\{cursor\\}th\\u233?re}";
     run({3, u"Hi {cursor}thére"_s, true, rtf, std::nullopt});
-    QVERIFY2(m_world.log.contains(u"60 write Hi thére"_s), qPrintable(m_world.log.join(u" | ")));
-    QVERIFY(m_world.log.contains(u"410 left 5"_s));
+    QVERIFY2(m_world->log.contains(u"60 write Hi thére"_s), qPrintable(m_world->log.join(u" | ")));
+    QVERIFY(m_world->log.contains(u"410 left 5"_s));
     m_pipeline->performExpansion({3, u"x"_s, true, rtf, std::nullopt});
-    m_world.clock.advance(60);
+    m_world->clock.advance(60);
     QStringList types;
-    for (const ClipboardEntry& e : m_world.clipboard)
+    for (const ClipboardEntry& e : m_world->clipboard)
         types << e.mimeType;
     QVERIFY2(types.contains(u"text/rtf"_s) && types.contains(u"text/html"_s),
              qPrintable(types.join(u' ')));
@@ -263,21 +236,21 @@ void TestExpansionPipeline::selectionsTakenByPasteKey()
     QFETCH(QString, written);
     m_shortcut = shortcut;
     m_pipeline->performExpansion({1, u"Hi"_s, false, std::nullopt, std::nullopt});
-    m_world.clock.advance(60);
-    QVERIFY2(m_world.log.contains(written), qPrintable(m_world.log.join(u" | ")));
-    QVERIFY(m_world.log.contains(u"60 paste "_s + QString::number(int(shortcut))));
-    m_world.clock.advance(1000);
+    m_world->clock.advance(60);
+    QVERIFY2(m_world->log.contains(written), qPrintable(m_world->log.join(u" | ")));
+    QVERIFY(m_world->log.contains(u"60 paste "_s + QString::number(int(shortcut))));
+    m_world->clock.advance(1000);
     // Whatever was taken is the user's again.
-    QCOMPARE(m_world.primary, (ClipboardContents{{u"text/plain"_s, "selected"}}));
-    QCOMPARE(m_world.clipboard.size(), 2);
+    QCOMPARE(m_world->primary, (ClipboardContents{{u"text/plain"_s, "selected"}}));
+    QCOMPARE(m_world->clipboard.size(), 2);
 }
 
 void TestExpansionPipeline::serviceGoneMidway()
 {
     m_pipeline->performExpansion({1, u"x"_s, false, std::nullopt, std::nullopt});
     m_service.reset();
-    m_world.clock.advance(1000);
-    QCOMPARE(m_world.log, QStringList{u"0 backspace 1"_s}); // the chain ends quietly
+    m_world->clock.advance(1000);
+    QCOMPARE(m_world->log, QStringList{u"0 backspace 1"_s}); // the chain ends quietly
 }
 
 int main(int argc, char** argv)

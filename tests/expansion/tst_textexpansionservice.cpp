@@ -1,6 +1,8 @@
 #include "expansion/TextExpansionService.h"
 #include "platform/api/KeyboardMonitor.h"
+#include "support/FakeMonitor.h"
 #include "support/Fakes.h"
+#include "support/VirtualClock.h"
 
 #include <QSettings>
 #include <QSignalSpy>
@@ -48,47 +50,8 @@ QString repeated(const QString& s, int n)
     return out;
 }
 
-// A monitor that refuses a chosen number of starts, then runs until told its connection broke.
-class FakeMonitor final : public KeyboardMonitor {
-public:
-    int refusals = 0;
-    int starts = 0;
-    int stops = 0;
-    Handler keys;
-    LostHandler lost;
-
-    bool start(Handler onKeyDown, LostHandler onLost) override
-    {
-        ++starts;
-        if (refusals > 0) {
-            --refusals;
-            return false;
-        }
-        m_running = true;
-        keys = std::move(onKeyDown);
-        lost = std::move(onLost);
-        return true;
-    }
-    void stop() override
-    {
-        ++stops;
-        m_running = false;
-    }
-    bool isRunning() const override { return m_running; }
-    QString lastError() const override { return u"The X server has no RECORD extension."_qs; }
-    // What the monitor thread does when the server goes away.
-    void breakConnection()
-    {
-        m_running = false;
-        std::thread(lost).join();
-    }
-
-private:
-    bool m_running = false;
-};
-
 struct Harness {
-    FakeScheduler scheduler;
+    VirtualClock scheduler;
     FakeClipboard clipboard;
     FakeFrontmost frontmost;
     TextExpansionService service{{&scheduler, &clipboard, &frontmost, nullptr}};
@@ -344,7 +307,7 @@ void TestTextExpansionService::handOff()
     h.clipboard.setText(u"before"_qs);
     h.typeText(u"r\u00E9f"_qs);
 
-    std::vector<FakeScheduler::Pending> pending = h.scheduler.takePending();
+    std::vector<VirtualClock::Pending> pending = h.scheduler.takePending();
     QCOMPARE(pending.size(), 1u);
     QCOMPARE(pending[0].delay, std::chrono::milliseconds(50));
     QCOMPARE(pending[0].context.data(), &h.service);
@@ -365,7 +328,7 @@ void TestTextExpansionService::handOff()
 
 void TestTextExpansionService::handOffDroppedWithService()
 {
-    FakeScheduler scheduler;
+    VirtualClock scheduler;
     auto service = std::make_unique<TextExpansionService>(
         TextExpansionService::Dependencies{&scheduler, nullptr, nullptr, nullptr});
     service->updateSnippets(plainSnippets({u"a=x"_qs}));
@@ -396,7 +359,7 @@ void TestTextExpansionService::enabledSwitchIsPersisted()
 {
     QTemporaryDir dir;
     QSettings settings(dir.filePath(u"defaults.ini"_qs), QSettings::IniFormat);
-    FakeScheduler scheduler;
+    VirtualClock scheduler;
     {
         TextExpansionService service({&scheduler, nullptr, nullptr, &settings});
         QVERIFY(service.isEnabled()); // absent key
@@ -416,7 +379,7 @@ void TestTextExpansionService::enabledSwitchIsPersisted()
 // come from a whole list, and none may be lost or doubled.
 void TestTextExpansionService::typingWhileListIsSwapped()
 {
-    FakeScheduler scheduler;
+    VirtualClock scheduler;
     TextExpansionService service({&scheduler, nullptr, nullptr, nullptr});
     const std::vector<SnippetRecord> listA = plainSnippets({u"zq=A"_qs, u"q=never"_qs});
     const std::vector<SnippetRecord> listB = plainSnippets({u"zq=B"_qs});
@@ -469,7 +432,7 @@ void TestTextExpansionService::permissionIsCheckedUntilGranted()
     QFETCH(int, withoutKeys);
     QFETCH(int, checks);
     QFETCH(QString, reason);
-    FakeScheduler scheduler;
+    VirtualClock scheduler;
     FakeMonitor monitor;
     monitor.refusals = refusals;
     int injectionChecks = 0;
@@ -483,7 +446,7 @@ void TestTextExpansionService::permissionIsCheckedUntilGranted()
     service.startMonitoring();
     int done = 1;
     while (!service.accessibilityGranted() && done < 10) {
-        std::vector<FakeScheduler::Pending> pending = scheduler.takePending();
+        std::vector<VirtualClock::Pending> pending = scheduler.takePending();
         QCOMPARE(pending.size(), 1u); // one chain of checks
         QCOMPARE(pending[0].delay, TextExpansionService::permissionPollInterval);
         pending[0].work();
@@ -503,7 +466,7 @@ void TestTextExpansionService::permissionIsCheckedUntilGranted()
 
 void TestTextExpansionService::lostConnectionIsRetried()
 {
-    FakeScheduler scheduler;
+    VirtualClock scheduler;
     FakeMonitor monitor;
     TextExpansionService service({&scheduler, nullptr, nullptr, nullptr, &monitor});
     service.updateSnippets(plainSnippets({u"sig=x"_qs}));

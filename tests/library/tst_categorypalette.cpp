@@ -15,38 +15,22 @@ private Q_SLOTS:
     void colorFromHex();
 };
 
+// Every stored palette colour must read back as a colour, or the views would show the accent
+// colour instead; and each has a name to be announced by.
 void TestCategoryPalette::palette()
 {
-    const QStringList names{QStringLiteral("Blue"),   QStringLiteral("Purple"),
-                            QStringLiteral("Red"),    QStringLiteral("Green"),
-                            QStringLiteral("Orange"), QStringLiteral("Teal"),
-                            QStringLiteral("Pink"),   QStringLiteral("Violet")};
-    const auto& entries = CategoryPalette::entries();
-    QCOMPARE(qsizetype(entries.size()), names.size());
-    for (size_t i = 0; i < entries.size(); ++i) {
-        QCOMPARE(entries[i].name, names.at(qsizetype(i)));
-        // Every stored palette colour must read back as a colour, or the views would show the
-        // accent colour instead.
-        QVERIFY2(CategoryPalette::colorFromHex(entries[i].hex), qPrintable(entries[i].hex));
-        QCOMPARE(entries[i].hex, entries[i].hex.toUpper());
+    for (const auto& entry : CategoryPalette::entries()) {
+        QVERIFY2(CategoryPalette::colorFromHex(entry.hex), qPrintable(entry.hex));
+        QCOMPARE(CategoryPalette::colorName(entry.hex), entry.name);
     }
-    QCOMPARE(CategoryPalette::defaultColorHex(), QStringLiteral("#4A90D9"));
-    QCOMPARE(CategoryPalette::colorName(CategoryPalette::defaultColorHex()),
-             QStringLiteral("Blue"));
+    QVERIFY(CategoryPalette::colorFromHex(CategoryPalette::defaultColorHex()));
 }
 
 void TestCategoryPalette::colorName_data()
 {
     QTest::addColumn<QString>("hex");
     QTest::addColumn<QString>("name");
-    QTest::newRow("blue") << QStringLiteral("#4A90D9") << QStringLiteral("Blue");
-    QTest::newRow("purple") << QStringLiteral("#7B68EE") << QStringLiteral("Purple");
-    QTest::newRow("red") << QStringLiteral("#E74C3C") << QStringLiteral("Red");
-    QTest::newRow("green") << QStringLiteral("#2ECC71") << QStringLiteral("Green");
-    QTest::newRow("orange") << QStringLiteral("#F39C12") << QStringLiteral("Orange");
-    QTest::newRow("teal") << QStringLiteral("#1ABC9C") << QStringLiteral("Teal");
-    QTest::newRow("pink") << QStringLiteral("#E91E63") << QStringLiteral("Pink");
-    QTest::newRow("violet") << QStringLiteral("#9B59B6") << QStringLiteral("Violet");
+    QTest::newRow("palette entry") << QStringLiteral("#4A90D9") << QStringLiteral("Blue");
     QTest::newRow("lower case is not a palette entry")
         << QStringLiteral("#4a90d9") << QStringLiteral("#4a90d9");
     QTest::newRow("mixed case") << QStringLiteral("#4A90d9") << QStringLiteral("#4A90d9");
