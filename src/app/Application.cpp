@@ -37,8 +37,8 @@ struct Application::Parts {
     std::unique_ptr<Shell> shell;
 };
 
-Application::Application(AppServices& services)
-    : m_services(services), m_parts(std::make_unique<Parts>())
+Application::Application(AppServices& services, bool showWindow)
+    : m_services(services), m_showWindow(showWindow), m_parts(std::make_unique<Parts>())
 {}
 
 // The shell shows what the engine does: it goes first.
@@ -75,8 +75,9 @@ int Application::run()
     connect(p.instance.get(), &QLocalServer::newConnection, this, [this] {
         while (QLocalSocket* socket = m_parts->instance->nextPendingConnection()) {
             socket->deleteLater();
+            // Another start of ScrivLane: the user wants the window.
             if (m_parts->shell)
-                m_parts->shell->showRunning();
+                m_parts->shell->showMainWindow();
         }
     });
 
@@ -90,7 +91,10 @@ int Application::run()
     }
     m_services.store().purgeOldTrash();
     p.engine = std::make_unique<Engine>(m_services);
-    p.shell = std::make_unique<Shell>();
+    p.shell = std::make_unique<Shell>(m_services, p.engine->expansion(), p.engine->scheduler());
     p.engine->start();
+    p.shell->finishLaunch();
+    if (m_showWindow)
+        p.shell->showMainWindow();
     return QApplication::exec();
 }

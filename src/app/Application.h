@@ -11,7 +11,8 @@ class Application : public QObject {
     Q_OBJECT
 
 public:
-    explicit Application(AppServices& services);
+    // `showWindow`: open the main window once started (scrivlane --show).
+    Application(AppServices& services, bool showWindow);
     ~Application() override;
 
     // Exit code for main(): 0 after a normal quit; 1 when there is no X display; 0 at once
@@ -21,5 +22,6 @@ public:
 private:
     struct Parts;
     AppServices& m_services;
+    bool m_showWindow;
     std::unique_ptr<Parts> m_parts;
 };

@@ -188,3 +188,8 @@ TextExpansionService& Engine::expansion()
 {
     return *m_parts->expansion;
 }
+
+Scheduler& Engine::scheduler()
+{
+    return m_parts->scheduler;
+}

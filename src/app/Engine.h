@@ -4,6 +4,7 @@
 #include <memory>
 
 class AppServices;
+class Scheduler;
 class TextExpansionService;
 
 // The expansion engine wired to the store and to the system: keyboard monitor, synthetic keys,
@@ -18,6 +19,7 @@ public:
 
     void start();
     TextExpansionService& expansion();
+    Scheduler& scheduler();
 
 private:
     struct Parts;

@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 #include <QTimer>
 #include <cstdio>
+#include <cstring>
 #include <optional>
 
 using namespace Qt::StringLiterals;
@@ -18,9 +19,15 @@ void write(const QString& text, std::FILE* stream)
     std::fwrite(utf8.constData(), 1, static_cast<size_t>(utf8.size()), stream);
 }
 
-bool hasSubcommand(int argc)
+// The tray app's own options; anything else names a command.
+bool isAppOption(const char* argument)
 {
-    return argc > 1;
+    return std::strcmp(argument, "--show") == 0;
+}
+
+bool hasSubcommand(int argc, char* argv[])
+{
+    return argc > 1 && !(argc == 2 && isAppOption(argv[1]));
 }
 
 // Why the application cannot start on this session's display, if it cannot.
@@ -44,7 +51,7 @@ std::optional<QString> displayProblem()
 
 int main(int argc, char* argv[])
 {
-    if (hasSubcommand(argc)) {
+    if (hasSubcommand(argc, argv)) {
         // Commands need no display.
         QCoreApplication app(argc, argv);
         AppServices services;
@@ -73,7 +80,7 @@ int main(int argc, char* argv[])
     QApplication::setQuitOnLastWindowClosed(false);
     supervisor.quitOnTerminationSignals();
     AppServices services;
-    Application scrivlane(services);
+    Application scrivlane(services, argc == 2 && isAppOption(argv[1]));
     // The event loop runs once the engine is wired; a second ScrivLane returns before it.
     QTimer::singleShot(0, &app, [&supervisor] { supervisor.reportUp(); });
     const int status = scrivlane.run();

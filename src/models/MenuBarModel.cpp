@@ -1,0 +1,65 @@
+#include "models/MenuBarModel.h"
+
+#include "expansion/TextExpansionService.h"
+#include "library/PersistenceController.h"
+#include "models/LibraryTexts.h"
+
+using namespace Qt::StringLiterals;
+
+MenuBarModel::MenuBarModel(TextExpansionService* expansion, PersistenceController* store,
+                           QObject* parent)
+    : QObject(parent), m_expansion(expansion), m_store(store)
+{
+    const auto recount = [this] {
+        m_count = m_store->fetchActiveSnippets().size();
+        Q_EMIT changed();
+    };
+    recount();
+    connect(store, &PersistenceController::didSave, this, recount);
+    connect(store, &PersistenceController::remoteStoreChanged, this, recount);
+    connect(expansion, &TextExpansionService::isEnabledChanged, this, &MenuBarModel::changed);
+    connect(expansion, &TextExpansionService::accessibilityGrantedChanged, this,
+            &MenuBarModel::changed);
+}
+
+QString MenuBarModel::statusText() const
+{
+    if (!m_expansion->accessibilityGranted())
+        return u"Needs X11 Access"_s;
+    return m_expansion->isEnabled() ? u"Active"_s : u"Paused"_s;
+}
+
+QString MenuBarModel::snippetCountText() const
+{
+    return LibraryTexts::snippetCount(m_count);
+}
+
+bool MenuBarModel::expansionEnabled() const
+{
+    return m_expansion->isEnabled();
+}
+
+void MenuBarModel::setExpansionEnabled(bool enabled)
+{
+    m_expansion->setEnabled(enabled);
+}
+
+QString MenuBarModel::expansionValueText() const
+{
+    return m_expansion->isEnabled() ? u"Enabled"_s : u"Paused"_s;
+}
+
+bool MenuBarModel::showsAccessWarning() const
+{
+    return !m_expansion->accessibilityGranted();
+}
+
+bool MenuBarModel::isPaused() const
+{
+    return !m_expansion->isEnabled() || !m_expansion->accessibilityGranted();
+}
+
+void MenuBarModel::recheckAccess()
+{
+    m_expansion->startEventTap();
+}

@@ -1,0 +1,116 @@
+#include "ui/sheets/NewSnippetSheet.h"
+
+#include "library/PersistenceController.h"
+#include "models/SheetModels.h"
+#include "ui/sheets/CategoryEditorSheet.h"
+#include "ui/widgets/CategoryPicker.h"
+#include "ui/widgets/ConflictWarningRow.h"
+#include "ui/widgets/Icons.h"
+
+#include <QDialogButtonBox>
+#include <QFontDatabase>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+NewSnippetSheet::NewSnippetSheet(PersistenceController* store, CategoryEntity* preselected,
+                                 QWidget* parent)
+    : QDialog(parent), m_store(store), m_model(new NewSnippetModel(store, preselected, {}, this))
+{
+    setObjectName(QStringLiteral("newSnippetSheet"));
+    setWindowTitle(QStringLiteral("New Snippet"));
+    setWindowModality(Qt::WindowModal);
+    setAccessibleName(QStringLiteral("New Snippet"));
+    setMinimumWidth(440);
+
+    auto* layout = new QVBoxLayout(this);
+    auto* heading = new QLabel(QStringLiteral("New Snippet"), this);
+    QFont font = heading->font();
+    font.setBold(true);
+    font.setPointSizeF(font.pointSizeF() * 1.15);
+    heading->setFont(font);
+    layout->addWidget(heading);
+
+    auto* form = new QFormLayout;
+    m_title = new QLineEdit(this);
+    m_title->setPlaceholderText(QStringLiteral("e.g. Monthly Report Email"));
+    m_title->setAccessibleName(QStringLiteral("Title"));
+    form->addRow(QStringLiteral("Title"), m_title);
+
+    m_abbreviation = new QLineEdit(this);
+    m_abbreviation->setPlaceholderText(QStringLiteral("e.g. mre"));
+    m_abbreviation->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    m_abbreviation->setAccessibleName(QStringLiteral("Abbreviation"));
+    m_abbreviation->setAccessibleDescription(
+        QStringLiteral("What you type in any application to expand this snippet"));
+    form->addRow(QStringLiteral("Abbreviation"), m_abbreviation);
+    m_conflict = new ConflictWarningRow(this);
+    form->addRow(QString(), m_conflict);
+
+    auto* categoryRow = new QHBoxLayout;
+    m_category = new CategoryPicker(this);
+    auto* newCategory = new QPushButton(Icons::named(QStringLiteral("list-add")),
+                                        QStringLiteral("New Category"), this);
+    newCategory->setAutoDefault(false);
+    newCategory->setAccessibleDescription(QStringLiteral("Creates a category for this snippet"));
+    categoryRow->addWidget(m_category, 1);
+    categoryRow->addWidget(newCategory);
+    form->addRow(QStringLiteral("Category"), categoryRow);
+    layout->addLayout(form);
+
+    auto* buttons = new QDialogButtonBox(this);
+    buttons->addButton(QDialogButtonBox::Cancel);
+    m_create = buttons->addButton(QStringLiteral("Create"), QDialogButtonBox::AcceptRole);
+    m_create->setDefault(true);
+    layout->addWidget(buttons);
+
+    reloadCategories(preselected);
+    connect(m_title, &QLineEdit::textChanged, this,
+            [this](const QString& text) { m_model->title = text; });
+    connect(m_abbreviation, &QLineEdit::textChanged, this, [this](const QString& text) {
+        m_model->abbreviation = text;
+        update();
+    });
+    connect(m_category, &QComboBox::currentIndexChanged, this,
+            [this] { m_model->selectedCategory = m_category->selectedCategory(); });
+    connect(m_conflict, &ConflictWarningRow::goToSnippet, this, [this](SnippetEntity* other) {
+        reject();
+        Q_EMIT navigateTo(other);
+    });
+    connect(newCategory, &QPushButton::clicked, this, [this] {
+        auto* sheet = new CategoryEditorSheet(m_store, nullptr, this);
+        sheet->setAttribute(Qt::WA_DeleteOnClose);
+        connect(sheet, &CategoryEditorSheet::done, this,
+                [this](CategoryEntity* category) { reloadCategories(category); });
+        sheet->open();
+    });
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    connect(m_create, &QPushButton::clicked, this, [this] {
+        if (SnippetEntity* snippet = m_model->create()) {
+            accept();
+            Q_EMIT created(snippet);
+        }
+    });
+    update();
+    m_title->setFocus();
+}
+
+NewSnippetSheet::~NewSnippetSheet() = default;
+
+void NewSnippetSheet::reloadCategories(CategoryEntity* select)
+{
+    m_category->setCategories(
+        m_store->fetchCategories(PersistenceController::Filter::all,
+                                 PersistenceController::CategoryOrder::sortOrderAscending),
+        select);
+    m_model->selectedCategory = m_category->selectedCategory();
+}
+
+void NewSnippetSheet::update()
+{
+    m_create->setEnabled(m_model->canCreate());
+    m_conflict->setConflict(m_model->conflict());
+}
