@@ -17,12 +17,14 @@
 #include <QLoggingCategory>
 #include <QMenu>
 #include <QMessageBox>
+#include <QPixmapCache>
 #include <QProcess>
 #include <QPushButton>
 #include <QScreen>
 #include <QSystemTrayIcon>
 #include <QTimer>
 #include <QUrl>
+#include <malloc.h>
 
 Q_LOGGING_CATEGORY(lcShell, "scrivlane.shell")
 
@@ -137,6 +139,11 @@ void Shell::showMainWindow()
     if (!m_window) {
         m_window = new MainWindow({&m_services.store(), &m_services.settings(), &m_scheduler});
         m_window->setAttribute(Qt::WA_DeleteOnClose);
+        connect(m_window, &MainWindow::destroyed, this, [] {
+            // What the window drew stays cached and its heap stays mapped: give both back.
+            QPixmapCache::clear();
+            malloc_trim(0);
+        });
         connect(m_window, &MainWindow::closed, this, [this] { m_window = nullptr; });
     }
     m_window->show();

@@ -1,4 +1,5 @@
 #include "app/AppServices.h"
+#include "app/Appearance.h"
 #include "app/Application.h"
 #include "app/Supervisor.h"
 #include "cli/CommandLine.h"
@@ -77,6 +78,7 @@ int main(int argc, char* argv[])
     qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("ScrivLane"));
+    Appearance::applyFromEnvironment();
     QApplication::setQuitOnLastWindowClosed(false);
     supervisor.quitOnTerminationSignals();
     AppServices services;

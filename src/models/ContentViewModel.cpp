@@ -114,7 +114,7 @@ void ContentViewModel::setSearchText(const QString& text)
     if (text == m_searchText)
         return;
     m_searchText = text;
-    rebuildList();
+    applySearch();
 }
 
 ContentViewModel::EmptyList ContentViewModel::emptyList() const
@@ -175,18 +175,30 @@ void ContentViewModel::rebuildList()
             PersistenceController::SnippetOrder::updatedAtDescending);
     }
     m_searchable.clear();
-    if (m_searchText.isEmpty()) {
-        m_list->setSnippets(m_baseList);
-        Q_EMIT listChanged();
-        return;
-    }
+    applySearch();
+}
+
+void ContentViewModel::prepareSearch()
+{
     // Lower-cased once per list, so each keystroke of a search is only substring tests.
+    if (!m_searchable.isEmpty() || m_baseList.isEmpty())
+        return;
     m_searchable.reserve(m_baseList.size() * 3);
     for (const SnippetEntity* s : std::as_const(m_baseList)) {
         m_searchable << s->title().value_or(QString()).toLower()
                      << s->abbreviation().value_or(QString()).toLower()
                      << s->expandedText().value_or(QString()).toLower();
     }
+}
+
+void ContentViewModel::applySearch()
+{
+    if (m_searchText.isEmpty()) {
+        m_list->setSnippets(m_baseList);
+        Q_EMIT listChanged();
+        return;
+    }
+    prepareSearch();
     const QString needle = m_searchText.toLower();
     QList<SnippetEntity*> found;
     for (qsizetype i = 0; i < m_baseList.size(); ++i) {

@@ -74,6 +74,8 @@ public:
     // --- The list ---
     QString searchText() const { return m_searchText; }
     void setSearchText(const QString& text);
+    // Readies the search before its first key (the search field took the focus).
+    void prepareSearch();
     EmptyList emptyList() const;
     // The live categories, in their order (pickers, the bulk panel).
     QList<CategoryEntity*> categories() const;
@@ -109,7 +111,8 @@ Q_SIGNALS:
 
 private:
     void refresh();
-    void rebuildList();
+    void rebuildList(); // the place's snippets, then the search
+    void applySearch();
     void applySelection(QList<QUuid> ids);
     bool guard(std::function<void()> action);
     void setPlace(CategoryEntity* category, bool settings, bool trash);

@@ -93,6 +93,9 @@ MainWindow::MainWindow(Dependencies dependencies, QWidget* parent)
     syncPlace();
     syncList();
     syncDetail();
+    // The list first: a focused search field would blink its caret while the window idles.
+    m_list->setFocus();
+    setTabOrder(m_search, m_sidebar);
 }
 
 MainWindow::~MainWindow() = default;
@@ -128,6 +131,7 @@ void MainWindow::buildToolbar()
         m_search->selectAll();
     });
     connect(m_search, &QLineEdit::textChanged, m_model, &ContentViewModel::setSearchText);
+    m_search->installEventFilter(this);
 }
 
 QWidget* MainWindow::buildSidebar()
@@ -530,6 +534,13 @@ void MainWindow::showSyncSuggestion()
 }
 
 // --- Window life ---
+
+bool MainWindow::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_search && event->type() == QEvent::FocusIn)
+        m_model->prepareSearch();
+    return QMainWindow::eventFilter(watched, event);
+}
 
 void MainWindow::showEvent(QShowEvent* event)
 {

@@ -88,7 +88,14 @@ void SnippetRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& op
     if (!category.isEmpty()) {
         const QColor color = index.data(SnippetListModel::CategoryColorRole).value<QColor>();
         const int dotSize = captionMetrics.height() - 4;
-        Icons::dot(color, dotSize).paint(painter, QRect(x, y + 2, dotSize, dotSize));
+        const QRect dotRect(x, y + 2, dotSize, dotSize);
+        if (selected) {
+            // A ring keeps the dot visible on the highlight, whatever its colour.
+            painter->setPen(Qt::NoPen);
+            painter->setBrush(text);
+            painter->drawEllipse(QRectF(dotRect).adjusted(0.3, 0.3, -0.3, -0.3));
+        }
+        Icons::dot(color, dotSize).paint(painter, dotRect.adjusted(1, 1, -1, -1));
         x += dotSize + 4;
         painter->setPen(secondary);
         const QString shown = captionMetrics.elidedText(category, Qt::ElideRight, area.width() / 3);

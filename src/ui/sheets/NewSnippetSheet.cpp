@@ -24,7 +24,7 @@ NewSnippetSheet::NewSnippetSheet(PersistenceController* store, CategoryEntity* p
     setWindowTitle(QStringLiteral("New Snippet"));
     setWindowModality(Qt::WindowModal);
     setAccessibleName(QStringLiteral("New Snippet"));
-    setMinimumWidth(440);
+    setMinimumWidth(520);
 
     auto* layout = new QVBoxLayout(this);
     auto* heading = new QLabel(QStringLiteral("New Snippet"), this);
@@ -112,5 +112,12 @@ void NewSnippetSheet::reloadCategories(CategoryEntity* select)
 void NewSnippetSheet::update()
 {
     m_create->setEnabled(m_model->canCreate());
+    const bool wasShown = !m_conflict->isHidden();
+    const QString before = m_conflict->text();
     m_conflict->setConflict(m_model->conflict());
+    // The sheet fits the warning as it comes, goes or wraps differently.
+    if (wasShown != !m_conflict->isHidden() || before != m_conflict->text()) {
+        layout()->activate();
+        resize(width(), sizeHint().height());
+    }
 }
