@@ -58,6 +58,11 @@ int Application::run()
         return 1;
     }
 
+    if (const std::optional<QString> problem = m_services.prepareFiles()) {
+        qCCritical(lcApp).noquote() << *problem;
+        return 1;
+    }
+
     // A second start asks the running one to show itself and leaves.
     {
         QLocalSocket other;
