@@ -13,6 +13,8 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 
+using namespace Qt::StringLiterals;
+
 Q_LOGGING_CATEGORY(lcInstance, "scrivlane.app.instance")
 
 namespace {
@@ -21,6 +23,7 @@ constexpr mode_t privateMode = S_IRUSR | S_IWUSR;
 // A start that finds the lock taken may be a moment ahead of the engine's listening socket.
 constexpr int connectAttempts = 20;
 constexpr unsigned long connectPauseMs = 50;
+constexpr int lockAttempts = 5;
 
 QString systemError(int error)
 {
@@ -105,33 +108,44 @@ SingleInstance::Role SingleInstance::start()
 }
 
 // The folder is the user's alone, so whatever sits at the lock's name that is not a plain file
-// of theirs is a leftover and can go.
+// of theirs is a leftover and can go. A lock only counts while the name still leads to it:
+// another start may have replaced such a leftover in the meantime.
 bool SingleInstance::takeLock(bool& taken)
 {
     const QByteArray path = QFile::encodeName(lockPath());
-    for (int attempt = 0; attempt < 2; ++attempt) {
+    int openError = 0;
+    for (int attempt = 0; attempt < lockAttempts; ++attempt) {
         m_lock.reset(::open(path.constData(),
                             O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, privateMode));
-        struct stat st {};
-        if (m_lock && ::fstat(m_lock.get(), &st) == 0 && S_ISREG(st.st_mode) &&
-            st.st_uid == ::geteuid())
-            break;
+        openError = m_lock ? 0 : errno;
+        struct stat held {};
+        if (!m_lock || ::fstat(m_lock.get(), &held) != 0 || !S_ISREG(held.st_mode) ||
+            held.st_uid != ::geteuid()) {
+            m_lock.reset();
+            if (::unlink(path.constData()) != 0 && errno != ENOENT)
+                return refuse(
+                    QStringLiteral("cannot use %1: %2").arg(lockPath(), systemError(errno)));
+            continue;
+        }
+        if (::flock(m_lock.get(), LOCK_EX | LOCK_NB) != 0) {
+            const int error = errno;
+            m_lock.reset();
+            if (error == EWOULDBLOCK)
+                return true;
+            return refuse(QStringLiteral("cannot lock %1: %2").arg(lockPath(), systemError(error)));
+        }
+        struct stat named {};
+        if (::lstat(path.constData(), &named) == 0 && named.st_dev == held.st_dev &&
+            named.st_ino == held.st_ino) {
+            ::fchmod(m_lock.get(), privateMode);
+            taken = true;
+            return true;
+        }
         m_lock.reset();
-        if (::unlink(path.constData()) != 0 && errno != ENOENT)
-            return refuse(QStringLiteral("cannot use %1: %2").arg(lockPath(), systemError(errno)));
     }
-    if (!m_lock)
-        return refuse(QStringLiteral("cannot create %1").arg(lockPath()));
-    ::fchmod(m_lock.get(), privateMode);
-    if (::flock(m_lock.get(), LOCK_EX | LOCK_NB) == 0) {
-        taken = true;
-        return true;
-    }
-    if (errno == EWOULDBLOCK) {
-        m_lock.reset();
-        return true;
-    }
-    return refuse(QStringLiteral("cannot lock %1: %2").arg(lockPath(), systemError(errno)));
+    return refuse(
+        QStringLiteral("cannot create %1: %2")
+            .arg(lockPath(), openError ? systemError(openError) : u"replaced meanwhile"_s));
 }
 
 bool SingleInstance::listen()
