@@ -10,6 +10,7 @@
 #include <QSettings>
 
 struct AppServices::Parts {
+    std::optional<std::optional<QString>> prepared; // once prepared: the error, if any
     std::unique_ptr<QSettings> settings;
     std::unique_ptr<PersistenceController> store;
     std::unique_ptr<QtHttpClient> http;
@@ -26,10 +27,17 @@ AppServices::~AppServices()
     m_parts->store.reset();
 }
 
+std::optional<QString> AppServices::prepareFiles()
+{
+    if (!m_parts->prepared)
+        m_parts->prepared = AppPaths::prepare();
+    return *m_parts->prepared;
+}
+
 QSettings& AppServices::settings()
 {
     if (!m_parts->settings) {
-        AppPaths::ensureDir(AppPaths::configDir());
+        prepareFiles();
         m_parts->settings =
             std::make_unique<QSettings>(AppPaths::userDefaultsFile(), QSettings::IniFormat);
     }
@@ -50,7 +58,7 @@ PersistenceController& AppServices::store()
 AIService& AppServices::ai()
 {
     if (!m_parts->ai) {
-        AppPaths::ensureDir(AppPaths::dataDir());
+        prepareFiles();
         m_parts->http = std::make_unique<QtHttpClient>();
         m_parts->secrets = std::make_unique<KeychainSecretStore>(
             QDir(AppPaths::dataDir()).absoluteFilePath(QStringLiteral("secrets.json")));

@@ -12,6 +12,7 @@ public:
     AppServices();
     ~AppServices() override;
 
+    std::optional<QString> prepareFiles() override;
     QSettings& settings() override;
     PersistenceController& store() override;
     AIService& ai() override;

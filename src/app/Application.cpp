@@ -3,36 +3,19 @@
 #include "app/AppServices.h"
 #include "app/Engine.h"
 #include "app/Shell.h"
+#include "app/SingleInstance.h"
 #include "common/AppPaths.h"
 #include "common/Preferences.h"
 #include "library/PersistenceController.h"
 
 #include <QApplication>
-#include <QCryptographicHash>
-#include <QDir>
-#include <QLocalServer>
-#include <QLocalSocket>
 #include <QLoggingCategory>
 #include <QSettings>
 
 Q_LOGGING_CATEGORY(lcApp, "scrivlane.app")
 
-namespace {
-
-// One engine per user session and home: a second one would expand everything twice.
-QString instanceName()
-{
-    const QByteArray key = qgetenv("USER") + '|' + qgetenv("DISPLAY") + '|' +
-                           QDir(AppPaths::dataDir()).absolutePath().toUtf8();
-    return QStringLiteral("scrivlane-") +
-           QString::fromLatin1(
-               QCryptographicHash::hash(key, QCryptographicHash::Sha1).toHex().left(16));
-}
-
-} // namespace
-
 struct Application::Parts {
-    std::unique_ptr<QLocalServer> instance;
+    std::unique_ptr<SingleInstance> instance;
     std::unique_ptr<Engine> engine;
     std::unique_ptr<Shell> shell;
 };
@@ -58,27 +41,34 @@ int Application::run()
         return 1;
     }
 
-    // A second start asks the running one to show itself and leaves.
-    {
-        QLocalSocket other;
-        other.connectToServer(instanceName());
-        if (other.waitForConnected(500)) {
-            other.write("show\n");
-            other.waitForBytesWritten(500);
-            qCInfo(lcApp) << "ScrivLane is already running";
-            return 0;
-        }
+    if (const std::optional<QString> problem = m_services.prepareFiles()) {
+        qCCritical(lcApp).noquote() << *problem;
+        return 1;
     }
-    p.instance = std::make_unique<QLocalServer>();
-    QLocalServer::removeServer(instanceName());
-    p.instance->listen(instanceName());
-    connect(p.instance.get(), &QLocalServer::newConnection, this, [this] {
-        while (QLocalSocket* socket = m_parts->instance->nextPendingConnection()) {
-            socket->deleteLater();
-            // Another start of ScrivLane: the user wants the window.
-            if (m_parts->shell)
-                m_parts->shell->showMainWindow();
-        }
+
+    // A second start asks the running one to show itself and leaves.
+    QString error;
+    const QString runtime = AppPaths::runtimeDir(&error);
+    if (runtime.isEmpty()) {
+        qCCritical(lcApp).noquote() << "cannot make a private runtime folder:" << error;
+        return 1;
+    }
+    p.instance = std::make_unique<SingleInstance>(
+        runtime, SingleInstance::keyFor(qEnvironmentVariable("DISPLAY"), AppPaths::dataDir()));
+    switch (p.instance->start()) {
+    case SingleInstance::Role::secondary:
+        qCInfo(lcApp) << "ScrivLane is already running";
+        return 0;
+    case SingleInstance::Role::failed:
+        qCCritical(lcApp).noquote() << p.instance->errorString();
+        return 1;
+    case SingleInstance::Role::primary:
+        break;
+    }
+    connect(p.instance.get(), &SingleInstance::showRequested, this, [this] {
+        // Another start of ScrivLane: the user wants the window.
+        if (m_parts->shell)
+            m_parts->shell->showMainWindow();
     });
 
     // A hand-edited value the settings cannot take reads as the default; say which, once.

@@ -129,8 +129,8 @@ Engine::Engine(AppServices& services, QObject* parent)
         QDir(AppPaths::dataDir()).absoluteFilePath(QStringLiteral("Sounds"))});
 
     // Changes are pushed from the start; values from other machines are read once sync is on.
-    p.sharedPreferences =
-        std::make_unique<JsonFileKeyValueStore>(SettingsSyncService::syncFolder(defaults));
+    p.sharedPreferences = std::make_unique<JsonFileKeyValueStore>(
+        SettingsSyncService::syncFolder(defaults), AppPaths::dataDir());
     p.preferenceSync = std::make_unique<SettingsSyncService>(
         SettingsSyncService::Dependencies{p.sharedPreferences.get(), &defaults});
     p.preferenceSync->connectOwners(p.expansion.get(), p.sound.get());

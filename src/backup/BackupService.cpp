@@ -1,6 +1,7 @@
 #include "backup/BackupService.h"
 
 #include "backup/BackupCodec.h"
+#include "common/SafeFile.h"
 #include "library/CategoryEntity.h"
 #include "library/CategoryPalette.h"
 #include "library/PersistenceController.h"
@@ -10,7 +11,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
-#include <QSaveFile>
 #include <QSet>
 #include <QVariant>
 
@@ -87,11 +87,13 @@ ExportOutcome writeBackup(const QString& folder, const BackupFile& file, const Q
         return {QString(), QStringLiteral("The folder %1 does not exist.").arg(folder)};
     const QByteArray bytes = BackupCodec::encode(file);
     const QString path = QDir(folder).absoluteFilePath(fileName(now));
-    QSaveFile out(path);
-    if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size())
+    // The folder may be shared (/tmp, a mounted drive): the file is the user's alone, and a
+    // link planted under its name is refused rather than followed.
+    SafeFile out(path);
+    if (!out.open() || !out.write(bytes))
         return {QString(), out.errorString()};
     if (cancelled && cancelled()) {
-        out.cancelWriting();
+        out.cancel();
         return {QString(), QStringLiteral("Cancelled.")};
     }
     if (!out.commit())

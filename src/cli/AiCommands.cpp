@@ -3,11 +3,14 @@
 
 #include <QEventLoop>
 #include <QSettings>
+#include <QStringDecoder>
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
-#include <iostream>
-#include <string>
+#include <optional>
 #include <termios.h>
 #include <unistd.h>
+#include <variant>
 
 using namespace Qt::StringLiterals;
 
@@ -53,19 +56,54 @@ private:
     bool m_active = false;
 };
 
-QString readKeyLine(AIProvider provider)
+// Longer than any provider's key or token; an endless stream (`</dev/zero`) stops here.
+constexpr qsizetype maxKeyBytes = 8192;
+
+// The first line of standard input without its newline; nullopt when it runs past `limit`
+// bytes. Read a byte at a time: nothing past the line is taken, and nothing unbounded is kept.
+std::optional<QByteArray> readLine(qsizetype limit)
 {
-    std::string line;
+    QByteArray line;
+    while (true) {
+        char c = 0;
+        const ssize_t n = ::read(STDIN_FILENO, &c, 1);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0 || c == '\n')
+            return line;
+        if (line.size() == limit)
+            return std::nullopt;
+        line.append(c);
+    }
+}
+
+// The key typed or piped in, or why it cannot be one. It travels in request headers, where a
+// control character would break or add to them.
+std::variant<QString, QString> readKey(AIProvider provider)
+{
+    std::optional<QByteArray> line;
     if (::isatty(STDIN_FILENO)) {
         std::fprintf(stderr, "API key for %s: ", displayName(provider).toUtf8().constData());
         std::fflush(stderr);
         const EchoOff quiet;
-        std::getline(std::cin, line);
+        line = readLine(maxKeyBytes);
         std::fputs("\n", stderr);
     } else {
-        std::getline(std::cin, line);
+        line = readLine(maxKeyBytes);
     }
-    return QString::fromStdString(line).trimmed();
+    const auto refused = [](const QString& why) {
+        return std::variant<QString, QString>(std::in_place_index<1>, why);
+    };
+    if (!line)
+        return refused(u"the key is longer than %1 bytes"_s.arg(maxKeyBytes));
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString key = QString(utf8(*line)).trimmed();
+    if (utf8.hasError())
+        return refused(u"the key is not valid UTF-8"_s);
+    if (std::any_of(key.cbegin(), key.cend(),
+                    [](QChar c) { return c.category() == QChar::Other_Control; }))
+        return refused(u"the key contains control characters"_s);
+    return std::variant<QString, QString>(std::in_place_index<0>, key);
 }
 
 Outcome failure(const QString& message)
@@ -93,7 +131,10 @@ Outcome runKey(AIService& service, const QStringList& args)
         return Cli::usageError(u"ai key takes set or clear"_s);
     if (args.at(1) == u"clear"_s)
         return storeKey(service, QString(), u"API key removed"_s);
-    const QString key = readKeyLine(service.provider());
+    const std::variant<QString, QString> read = readKey(service.provider());
+    if (read.index() == 1)
+        return Cli::usageError(u"ai key set: "_s + std::get<1>(read) + u"; nothing stored"_s);
+    const QString& key = std::get<0>(read);
     if (key.isEmpty())
         return Cli::usageError(u"ai key set: no key on standard input "_s +
                                u"(\"scrivlane ai key clear\" removes one)"_s);
@@ -204,8 +245,9 @@ void Cli::appendAiCommands(std::vector<Command>& commands)
     commands.push_back({u"ai"_s, uR"(  ai key set
   ai key clear
       Saves the API key of the current provider, read as one line from standard
-      input (not echoed on a terminal), or removes it. Keys go to the desktop's
-      Secret Service, or to a file readable only by you when none is running.
+      input (not echoed on a terminal), or removes it. A line with control
+      characters, invalid UTF-8 or more than 8192 bytes is refused. Keys go to the
+      desktop's Secret Service, or to a file readable only by you when none is running.
   ai complete PROMPT
       Sends PROMPT to the current provider and prints the reply. On failure prints
       the error to standard error and exits with 1.

@@ -47,8 +47,11 @@ std::optional<CommandLine::Outcome> CommandLine::run(const QStringList& argument
     if (rest.isEmpty())
         return Cli::usageError(u"missing command"_s);
     for (const Cli::Command& command : commands()) {
-        if (command.name == rest.first())
-            return command.run(rest, services);
+        if (command.name != rest.first())
+            continue;
+        if (const std::optional<QString> problem = services.prepareFiles())
+            return CommandLine::Outcome{1, QString(), u"scrivlane: "_s + *problem + u"\n"_s};
+        return command.run(rest, services);
     }
     return Cli::usageError(u"unknown command \""_s + rest.first() + u"\""_s);
 }

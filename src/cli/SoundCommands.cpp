@@ -104,7 +104,7 @@ Outcome soundImport(const QStringList& arguments, QSettings& defaults)
 
     SoundSetup setup(defaults);
     // The selection changes to "custom": other machines hear of it, as from the tray app.
-    JsonFileKeyValueStore store(SettingsSyncService::syncFolder(defaults));
+    JsonFileKeyValueStore store(SettingsSyncService::syncFolder(defaults), AppPaths::dataDir());
     SettingsSyncService sync({&store, &defaults});
     sync.connectOwners(nullptr, &setup.service);
 

@@ -107,8 +107,9 @@ void PersistenceController::open()
         m_available = false;
         setSyncError(QStringLiteral("Could not open the library at %1: %2").arg(path, reason));
     };
-    if (!AppPaths::ensureDir(QFileInfo(path).absolutePath()))
-        return fail(QStringLiteral("its folder cannot be created"));
+    if (const std::optional<QString> error =
+            AppPaths::makePrivateDir(QFileInfo(path).absolutePath()))
+        return fail(*error);
     if (!m_db->open(path, true))
         return fail(m_db->lastError());
     m_db->setBusyTimeout(m_options.busyTimeoutMs);

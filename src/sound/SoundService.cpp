@@ -1,6 +1,8 @@
 #include "sound/SoundService.h"
 
+#include "common/AppPaths.h"
 #include "common/Preferences.h"
+#include "common/SafeFile.h"
 #include "platform/api/SoundPlayer.h"
 #include "sound/SystemSounds.h"
 
@@ -8,7 +10,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLoggingCategory>
-#include <QSaveFile>
 #include <QSettings>
 #include <algorithm>
 #include <cmath>
@@ -20,23 +21,25 @@ namespace {
 constexpr qint64 copyChunk = 64 * 1024;
 
 // Writes the copy next to the destination and renames it over any older file of that name,
-// so a failed import leaves the previous copy in place.
-bool copyReplacing(const QString& from, const QString& to)
+// so a failed import leaves the previous copy in place. The error text, if any.
+std::optional<QString> copyReplacing(const QString& from, const QString& to)
 {
     QFile source(from);
     if (!source.open(QIODevice::ReadOnly))
-        return false;
-    QSaveFile target(to);
-    if (!target.open(QIODevice::WriteOnly))
-        return false;
+        return source.errorString();
+    SafeFile target(to);
+    if (!target.open())
+        return target.errorString();
     while (!source.atEnd()) {
         const QByteArray chunk = source.read(copyChunk);
         if (chunk.isEmpty() && source.error() != QFile::NoError)
-            return false;
-        if (target.write(chunk) != chunk.size())
-            return false;
+            return source.errorString();
+        if (!target.write(chunk))
+            return target.errorString();
     }
-    return target.commit();
+    if (!target.commit())
+        return target.errorString();
+    return std::nullopt;
 }
 
 } // namespace
@@ -139,13 +142,19 @@ std::optional<QString> SoundService::importCustomSound(const QString& sourcePath
         return std::nullopt;
     }
     const QString folder = m_dependencies.soundsFolder;
-    if (folder.isEmpty() || !QDir().mkpath(folder)) {
-        qCWarning(lcSound) << "cannot create" << folder;
+    if (folder.isEmpty()) {
+        qCWarning(lcSound) << "cannot import" << sourcePath << ": no sounds folder";
+        return std::nullopt;
+    }
+    if (const std::optional<QString> error = AppPaths::makePrivateDir(folder)) {
+        qCWarning(lcSound).noquote() << "cannot import" << sourcePath << ":" << *error;
         return std::nullopt;
     }
     const QString destination = QDir(folder).absoluteFilePath(source.fileName());
-    if (!copyReplacing(source.absoluteFilePath(), destination)) {
-        qCWarning(lcSound) << "cannot copy" << sourcePath << "to" << destination;
+    if (const std::optional<QString> error =
+            copyReplacing(source.absoluteFilePath(), destination)) {
+        qCWarning(lcSound).noquote()
+            << "cannot copy" << sourcePath << "to" << destination << ":" << *error;
         return std::nullopt;
     }
     setCustomSoundURL(QUrl::fromLocalFile(destination));

@@ -1,13 +1,18 @@
 #include "sound/SystemSounds.h"
 
+#include "common/AppPaths.h"
+#include "common/SafeFile.h"
+
 #include <QDir>
 #include <QFile>
-#include <QSaveFile>
+#include <QLoggingCategory>
 #include <QtEndian>
 #include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <vector>
+
+Q_LOGGING_CATEGORY(lcSystemSounds, "scrivlane.sound.system")
 
 namespace SystemSounds {
 namespace {
@@ -190,15 +195,16 @@ std::optional<QString> ensureFile(const QString& folder, const QString& name)
     if (!wav)
         return std::nullopt;
     const QString path = QDir(folder).absoluteFilePath(name + QStringLiteral(".wav"));
-    QFile existing(path);
-    if (existing.open(QIODevice::ReadOnly) && existing.readAll() == *wav)
+    const std::variant<QByteArray, QString> existing = SafeFile::readFile(path);
+    if (const QByteArray* bytes = std::get_if<QByteArray>(&existing); bytes && *bytes == *wav)
         return path;
-    existing.close();
-    if (!QDir().mkpath(folder))
+    std::optional<QString> error = AppPaths::makePrivateDir(folder);
+    if (!error)
+        error = SafeFile::writeFile(path, *wav);
+    if (error) {
+        qCWarning(lcSystemSounds).noquote() << "cannot write" << name << "sound:" << *error;
         return std::nullopt;
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(*wav) != wav->size() || !file.commit())
-        return std::nullopt;
+    }
     return path;
 }
 

@@ -22,7 +22,8 @@ const QStringList& names();
 std::optional<QByteArray> wavData(const QString& name);
 
 // The named sound's file in `folder`, written there (atomically) when missing or outdated.
-// None for an unknown name or when the file cannot be written.
+// None for an unknown name or when the file cannot be written, which includes a link or
+// anything but a regular file of the user's in its place.
 std::optional<QString> ensureFile(const QString& folder, const QString& name);
 
 } // namespace SystemSounds

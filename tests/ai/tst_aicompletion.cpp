@@ -50,6 +50,8 @@ private Q_SLOTS:
     void temperatureNotEncodable();
     void transportFailures_data();
     void transportFailures();
+    void redirectsStayWithTheKeysOrigin_data();
+    void redirectsStayWithTheKeysOrigin();
     void severalInFlight();
     void settingsReadWhenCalled();
     void serviceGoneBeforeReply();
@@ -363,6 +365,63 @@ void TestAICompletion::transportFailures()
         QCOMPARE(text, expected);
     }
     QVERIFY(clock.elapsed() < 2500);
+}
+
+// The custom provider's server answers with a redirect; `target` is where to, "A" standing for
+// its own port and "B" for a second server's.
+void TestAICompletion::redirectsStayWithTheKeysOrigin_data()
+{
+    QTest::addColumn<QString>("target");
+    QTest::addColumn<int>("requestsToA");
+    QTest::addColumn<int>("requestsToB");
+    QTest::addColumn<QString>("expected"); // exact, or a prefix ending in "…"
+
+    QTest::newRow("same origin: followed")
+        << u"http://127.0.0.1:A/v1/moved"_s << 2 << 0 << u"Hello"_s;
+    QTest::newRow("same origin, relative: followed") << u"/v1/moved"_s << 2 << 0 << u"Hello"_s;
+    QTest::newRow("another port") << u"http://127.0.0.1:B/v1/moved"_s << 1 << 0
+                                  << u"error: Network error: …"_s;
+    QTest::newRow("another host name")
+        << u"http://localhost:A/v1/moved"_s << 1 << 0 << u"error: Network error: …"_s;
+    QTest::newRow("another scheme")
+        << u"https://127.0.0.1:A/v1/moved"_s << 1 << 0 << u"error: Network error: …"_s;
+}
+
+void TestAICompletion::redirectsStayWithTheKeysOrigin()
+{
+    QFETCH(QString, target);
+    QFETCH(int, requestsToA);
+    QFETCH(int, requestsToB);
+    QFETCH(QString, expected);
+
+    HttpTestServer other;
+    QVERIFY(other.listen());
+    other.setReply(CannedReply{200, openAIReply(u"Stolen"_s)});
+    target.replace(u":A/"_s, u":"_s + QString::number(m_server.port()) + u"/"_s);
+    target.replace(u":B/"_s, u":"_s + QString::number(other.port()) + u"/"_s);
+    m_server.setHandler([target](const RecordedRequest& request) {
+        if (request.path.endsWith("/moved"))
+            return CannedReply{200, openAIReply(u"Hello"_s)};
+        return CannedReply{307, {}, 0ms, false, {{"Location", target.toUtf8()}}};
+    });
+
+    AIHarness h(m_server);
+    AIService& service = h.start();
+    service.setProvider(AIProvider::custom);
+    service.setCustomBaseURL(m_server.baseUrl() + u"/v1"_s);
+    h.setKey(AIProvider::custom, u"sk-secret"_s);
+
+    const QString text = h.completeText(u"Hi"_s);
+    if (expected.endsWith(u'…')) {
+        QVERIFY2(text.startsWith(expected.chopped(1)) && text.contains(u"redirect"_s),
+                 qPrintable(text));
+    } else {
+        QCOMPARE(text, expected);
+    }
+    QCOMPARE(m_server.requests().size(), requestsToA);
+    QCOMPARE(other.requests().size(), requestsToB);
+    for (const RecordedRequest& request : m_server.requests())
+        QCOMPARE(request.header("Authorization"), QByteArray("Bearer sk-secret"));
 }
 
 void TestAICompletion::severalInFlight()

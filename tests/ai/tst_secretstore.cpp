@@ -3,6 +3,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QLoggingCategory>
 #include <QTemporaryDir>
@@ -59,6 +60,7 @@ private Q_SLOTS:
     void fileModeAndContent();
     void lastSecretRemovedRemovesFile();
     void unreadableFileIsReplaced();
+    void linkInTheFilesPlaceIsRefused();
     void callbacksComeLaterAndOnlyToLiveContexts();
     void keychainFallsBackToFile();
 
@@ -143,6 +145,23 @@ void TestSecretStore::unreadableFileIsReplaced()
     QVERIFY(store.writeNow(u"svc"_s, u"a"_s, u"1"_s));
     QCOMPARE(store.readNow(u"svc"_s, u"a"_s), u"1"_s);
     QCOMPARE(modeOf(path), 0600);
+}
+
+void TestSecretStore::linkInTheFilesPlaceIsRefused()
+{
+    const QString target = m_dir.filePath(u"planted.json"_s);
+    QFile planted(target);
+    QVERIFY(planted.open(QIODevice::WriteOnly));
+    planted.write(R"({"svc":{"a":"attacker's key"}})");
+    planted.close();
+    const QString path = m_dir.filePath(u"linked.json"_s);
+    QVERIFY(QFile::link(target, path));
+
+    FileSecretStore store(path);
+    QCOMPARE(store.readNow(u"svc"_s, u"a"_s), std::nullopt);
+    QVERIFY(!store.writeNow(u"svc"_s, u"a"_s, u"sk-mine"_s));
+    QVERIFY(QFileInfo(path).isSymLink());
+    QCOMPARE(contentOf(target), QByteArray(R"({"svc":{"a":"attacker's key"}})"));
 }
 
 void TestSecretStore::callbacksComeLaterAndOnlyToLiveContexts()

@@ -9,6 +9,7 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
@@ -48,7 +49,9 @@ private Q_SLOTS:
     void models();
     void connectionTest_data();
     void connectionTest();
-    void emptyKeyRefused();
+    void badKeyRefused_data();
+    void badKeyRefused();
+    void endlessInputEnds();
     void realSecretService();
 
 private:
@@ -297,9 +300,56 @@ void TestAiCommands::connectionTest()
     QVERIFY(m_server.requests().value(0).body.contains("Reply with only the single word: ready"));
 }
 
-void TestAiCommands::emptyKeyRefused()
+// A key goes into request headers: a control character would break or forge them. A refused
+// key leaves the stored one as it was.
+void TestAiCommands::badKeyRefused_data()
 {
-    QCOMPARE(scrivlane({u"ai"_s, u"key"_s, u"set"_s}, "\n").exitCode, 2);
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("empty line") << QByteArray("\n") << u"no key on standard input"_s;
+    QTest::newRow("only blanks") << QByteArray(" \t \r\n") << u"no key on standard input"_s;
+    QTest::newRow("control character") << QByteArray("sk-a\x01"
+                                                     "b\n")
+                                       << u"control"_s;
+    QTest::newRow("tab inside") << QByteArray("sk-a\tb\n") << u"control"_s;
+    QTest::newRow("carriage return inside") << QByteArray("sk-a\rX-Evil: 1\n") << u"control"_s;
+    QTest::newRow("escape sequence") << QByteArray("sk-\x1b[31m\n") << u"control"_s;
+    QTest::newRow("delete") << QByteArray("sk-\x7f\n") << u"control"_s;
+    QTest::newRow("C1 control") << QByteArray("sk-\xc2\x85x\n") << u"control"_s;
+    QTest::newRow("invalid UTF-8") << QByteArray("sk-\xff\xfe\n") << u"UTF-8"_s;
+    QTest::newRow("truncated UTF-8") << QByteArray("sk-\xc3\n") << u"UTF-8"_s;
+    QTest::newRow("too long") << QByteArray(9000, 'k') + "\n" << u"longer than"_s;
+}
+
+void TestAiCommands::badKeyRefused()
+{
+    QFETCH(QByteArray, input);
+    QFETCH(QString, error);
+    QCOMPARE(scrivlane({u"ai"_s, u"key"_s, u"set"_s}, "sk-good\n").exitCode, 0);
+    const Run refused = scrivlane({u"ai"_s, u"key"_s, u"set"_s}, input);
+    QCOMPARE(refused.exitCode, 2);
+    QVERIFY2(refused.err.contains(error), qPrintable(refused.err));
+    QVERIFY(readFile(m_home->filePath(u"data/secrets.json"_s)).contains("\"sk-good\""));
+}
+
+// `ai key set </dev/zero` must end, and without eating all the memory on its way.
+void TestAiCommands::endlessInputEnds()
+{
+    QProcess process;
+    process.setProcessEnvironment(m_env);
+    process.setStandardInputFile(u"/dev/zero"_s);
+    process.setChildProcessModifier([] {
+        const rlimit memory{rlim_t(1) << 30, rlim_t(1) << 30};
+        ::setrlimit(RLIMIT_AS, &memory);
+    });
+    process.start(QStringLiteral(SCRIVLANE_EXECUTABLE), {u"ai"_s, u"key"_s, u"set"_s});
+    const bool ended = process.waitForFinished(10000);
+    if (!ended)
+        process.kill();
+    QVERIFY(ended);
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), 2);
+    QVERIFY(QString::fromUtf8(process.readAllStandardError()).contains(u"longer than"_s));
     QVERIFY(!QFile::exists(m_home->filePath(u"data/secrets.json"_s)));
 }
 

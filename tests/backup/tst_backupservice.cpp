@@ -4,11 +4,14 @@
 #include "library/PersistenceController.h"
 #include "library/SnippetEntity.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QVariant>
 #include <limits>
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -76,6 +79,8 @@ private Q_SLOTS:
     }
     void exportMatchesGoldenFile();
     void exportIsAtomicAndDaily();
+    void exportIntoASharedFolder_data();
+    void exportIntoASharedFolder();
     void decodeFailures_data();
     void decodeFailures();
     void settingsOfTheWrongKindReadAsDefaults_data();
@@ -161,6 +166,60 @@ void TestBackupService::exportIsAtomicAndDaily()
     if (getuid() != 0) { // root writes anywhere
         QVERIFY(!denied.error.isEmpty());
         QVERIFY(readOnly.entryList(QDir::Files | QDir::Hidden).isEmpty());
+    }
+}
+
+// A folder like /tmp, where anyone may create the day's name first: "link" leads to a file of
+// the user's elsewhere, "dangling link" to where the attacker would read it.
+void TestBackupService::exportIntoASharedFolder_data()
+{
+    QTest::addColumn<QString>("planted");
+    QTest::newRow("nothing planted") << QString();
+    QTest::newRow("link to the user's file") << u"link"_s;
+    QTest::newRow("dangling link") << u"dangling link"_s;
+}
+
+void TestBackupService::exportIntoASharedFolder()
+{
+    QFETCH(QString, planted);
+    add(u"one"_s);
+    m_store->save();
+    QTemporaryDir shared;
+    QCOMPARE(::chmod(QFile::encodeName(shared.path()).constData(), 01777), 0);
+    QTemporaryDir elsewhere;
+    const QString target = elsewhere.filePath(u"thesis.txt"_s);
+    const QString daily = shared.filePath(BackupService::fileName(t0));
+    if (planted == u"link") {
+        QFile file(target);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("chapter one");
+    }
+    if (!planted.isEmpty())
+        QVERIFY(QFile::link(target, daily));
+
+    const mode_t umask = ::umask(022);
+    const auto outcome = BackupService::exportBackup(shared.path(), *m_store, {}, t0);
+    ::umask(umask);
+
+    if (planted.isEmpty()) {
+        QCOMPARE(outcome.filePath, daily);
+        struct stat st {};
+        QCOMPARE(::stat(QFile::encodeName(daily).constData(), &st), 0);
+        QCOMPARE(st.st_mode & 0777, 0600u); // the whole library: for the user's eyes only
+        return;
+    }
+    QVERIFY(outcome.filePath.isEmpty());
+    QVERIFY2(outcome.error.contains(u"symbolic link"_s), qPrintable(outcome.error));
+    QVERIFY(QFileInfo(daily).isSymLink());
+    QCOMPARE(QDir(shared.path())
+                 .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot),
+             QStringList{QFileInfo(daily).fileName()});
+    if (planted == u"link") {
+        QFile file(target);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), "chapter one");
+    } else {
+        QVERIFY(!QFileInfo::exists(target));
     }
 }
 

@@ -9,10 +9,12 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileSystemWatcher>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSaveFile>
 #include <QSettings>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <sys/stat.h>
@@ -75,12 +77,21 @@ class TestSettingsSync : public QObject {
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
     QString syncFolder() const { return m_dir->filePath(u"Sync"_s); }
+    QString localFolder() const { return m_dir->filePath(u"data"_s); }
     QString settingsPath(const QString& machine) const
     {
         return m_dir->filePath(machine + u".ini"_s);
     }
 
+    QTemporaryDir m_home;
+
 private Q_SLOTS:
+    void initTestCase()
+    {
+        // Lock files go where the application's own would.
+        qputenv("SCRIVLANE_HOME", m_home.path().toUtf8());
+        qunsetenv("XDG_RUNTIME_DIR");
+    }
     void init() { m_dir = std::make_unique<QTemporaryDir>(); }
     void push_data();
     void push();
@@ -92,6 +103,9 @@ private Q_SLOTS:
     void initialSyncIsAnnounced();
     void writesReplaceTheFileWhole();
     void corruptFileLosesNothing();
+    void sharedFileThatIsNotAFile_data();
+    void sharedFileThatIsNotAFile();
+    void locksStayOutOfTheTemporaryFolder();
 };
 
 void TestSettingsSync::push_data()
@@ -266,8 +280,8 @@ void TestSettingsSync::startPullsAndKeepsMissingValues()
 
 void TestSettingsSync::notStartedOnlyPushes()
 {
-    JsonFileKeyValueStore storeA(syncFolder());
-    JsonFileKeyValueStore storeB(syncFolder());
+    JsonFileKeyValueStore storeA(syncFolder(), localFolder());
+    JsonFileKeyValueStore storeB(syncFolder(), localFolder());
     Machine a(settingsPath(u"a"_s), &storeA);
     Machine b(settingsPath(u"b"_s), &storeB);
     a.sync->start();
@@ -285,8 +299,8 @@ void TestSettingsSync::notStartedOnlyPushes()
 
 void TestSettingsSync::twoMachinesShareOneFolder()
 {
-    JsonFileKeyValueStore storeA(syncFolder());
-    JsonFileKeyValueStore storeB(syncFolder());
+    JsonFileKeyValueStore storeA(syncFolder(), localFolder());
+    JsonFileKeyValueStore storeB(syncFolder(), localFolder());
     Machine a(settingsPath(u"a"_s), &storeA);
     Machine b(settingsPath(u"b"_s), &storeB);
     a.sync->start();
@@ -321,11 +335,11 @@ void TestSettingsSync::twoMachinesShareOneFolder()
 void TestSettingsSync::initialSyncIsAnnounced()
 {
     {
-        JsonFileKeyValueStore earlier(syncFolder());
+        JsonFileKeyValueStore earlier(syncFolder(), localFolder());
         earlier.setString(u"tw_selectedSound"_s, u"Purr"_s);
         earlier.setBool(u"tw_unrelated"_s, true);
     }
-    JsonFileKeyValueStore store(syncFolder());
+    JsonFileKeyValueStore store(syncFolder(), localFolder());
     QList<QVariantMap> heard;
     QObject context;
     store.observeExternalChanges(&context, [&](const QVariantMap& info) { heard.append(info); });
@@ -347,7 +361,7 @@ void TestSettingsSync::initialSyncIsAnnounced()
 
 void TestSettingsSync::writesReplaceTheFileWhole()
 {
-    JsonFileKeyValueStore store(syncFolder());
+    JsonFileKeyValueStore store(syncFolder(), localFolder());
     store.setDouble(u"tw_soundVolume"_s, 0.5);
     struct stat before {};
     QCOMPARE(::stat(QFile::encodeName(store.filePath()).constData(), &before), 0);
@@ -362,8 +376,8 @@ void TestSettingsSync::writesReplaceTheFileWhole()
 
 void TestSettingsSync::corruptFileLosesNothing()
 {
-    JsonFileKeyValueStore storeA(syncFolder());
-    JsonFileKeyValueStore storeB(syncFolder());
+    JsonFileKeyValueStore storeA(syncFolder(), localFolder());
+    JsonFileKeyValueStore storeB(syncFolder(), localFolder());
     Machine a(settingsPath(u"a"_s), &storeA);
     Machine b(settingsPath(u"b"_s), &storeB);
     a.sync->start();
@@ -385,9 +399,13 @@ void TestSettingsSync::corruptFileLosesNothing()
     const QJsonObject repaired = readJson(storeB.filePath());
     QCOMPARE(repaired.value(u"tw_selectedSound"_s).toString(), u"Funk"_s);
     QCOMPARE(repaired.value(u"tw_soundVolume"_s).toDouble(), 0.2);
-    QFile aside(storeB.filePath() + u".corrupt"_s);
+    // Kept on this machine: in the sync folder it would travel to all of them.
+    QFile aside(storeB.damagedCopyPath());
+    QVERIFY(aside.fileName().startsWith(localFolder()));
     QVERIFY(aside.open(QIODevice::ReadOnly));
     QCOMPARE(aside.readAll(), garbage);
+    QCOMPARE(QDir(syncFolder()).entryList(QDir::Files | QDir::Hidden),
+             QStringList{JsonFileKeyValueStore::fileName});
     QTRY_COMPARE(a.sound->volume(), 0.2f);
 
     // A good file from elsewhere is applied again.
@@ -396,6 +414,77 @@ void TestSettingsSync::corruptFileLosesNothing()
     writeRaw(storeA.filePath(), QJsonDocument(next).toJson());
     QTRY_COMPARE(a.sound->selectedSoundName(), u"Ping"_s);
     QTRY_COMPARE(b.sound->selectedSoundName(), u"Ping"_s);
+}
+
+// A sync tool carries links and whatever else another machine put there. In the shared file's
+// place: "link" to a readable JSON file of the user's, "damaged link" to a damaged one,
+// "fifo" that nobody writes to.
+void TestSettingsSync::sharedFileThatIsNotAFile_data()
+{
+    QTest::addColumn<QString>("planted");
+    QTest::addColumn<QByteArray>("target");
+    QTest::newRow("link") << u"link"_s << QByteArray(R"({"tw_soundEnabled": false})");
+    QTest::newRow("damaged link") << u"damaged link"_s << QByteArray(R"({"tw_sound)");
+    QTest::newRow("fifo") << u"fifo"_s << QByteArray();
+}
+
+void TestSettingsSync::sharedFileThatIsNotAFile()
+{
+    QFETCH(QString, planted);
+    QFETCH(QByteArray, target);
+    const QString targetPath = m_dir->filePath(u"private/notes.json"_s);
+    QVERIFY(QDir().mkpath(m_dir->filePath(u"private"_s)));
+    QVERIFY(QDir().mkpath(syncFolder()));
+    const QString shared = QDir(syncFolder()).absoluteFilePath(JsonFileKeyValueStore::fileName);
+    if (planted == u"fifo") {
+        QCOMPARE(::mkfifo(QFile::encodeName(shared).constData(), 0600), 0);
+    } else {
+        writeRaw(targetPath, target);
+        QVERIFY(QFile::link(targetPath, shared));
+    }
+
+    JsonFileKeyValueStore store(syncFolder(), localFolder());
+    QStringList heard;
+    store.observeExternalChanges(this, [&heard](const QVariantMap& info) {
+        heard += info.value(KeyValueStore::changedKeysKey).toStringList();
+    });
+    QVERIFY(!store.synchronize());
+    store.setString(u"tw_selectedSound"_s, u"Pop"_s);
+    QTest::qWait(100);
+
+    QVERIFY(heard.isEmpty());
+    QVERIFY(!store.object(u"tw_soundEnabled"_s).isValid());
+    const QFileInfo info(shared);
+    QCOMPARE(info.isSymLink(), planted != u"fifo");
+    if (planted != u"fifo") {
+        QFile file(targetPath);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), target);
+    }
+    QCOMPARE(QDir(syncFolder())
+                 .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot),
+             QStringList{JsonFileKeyValueStore::fileName});
+    QVERIFY(!QFileInfo::exists(store.damagedCopyPath()));
+}
+
+void TestSettingsSync::locksStayOutOfTheTemporaryFolder()
+{
+    QTemporaryDir temporary;
+    const QByteArray savedTmp = qgetenv("TMPDIR");
+    qputenv("TMPDIR", temporary.path().toUtf8());
+    QFileSystemWatcher watcher{QStringList{temporary.path()}};
+    QSignalSpy touched(&watcher, &QFileSystemWatcher::directoryChanged);
+    {
+        JsonFileKeyValueStore store(syncFolder(), localFolder());
+        store.setBool(u"tw_soundEnabled"_s, false);
+        store.setDouble(u"tw_soundVolume"_s, 0.5);
+    }
+    QTest::qWait(100);
+    qputenv("TMPDIR", savedTmp);
+    QCOMPARE(touched.count(), 0);
+    QCOMPARE(QDir(temporary.path())
+                 .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot),
+             QStringList());
 }
 
 QTEST_GUILESS_MAIN(TestSettingsSync)

@@ -6,11 +6,13 @@
 
 #include <QBuffer>
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QImage>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -22,6 +24,8 @@ class TestExpansionEndToEnd : public QObject {
 private:
     std::unique_ptr<XvfbServer> m_server;
     QTemporaryDir m_home;
+    QTemporaryDir m_tmp;     // the session's TMPDIR, where nothing of ours belongs
+    QTemporaryDir m_runtime; // the session's XDG_RUNTIME_DIR
     QProcess m_app;
     QProcess m_target;
     QString m_received;
@@ -29,9 +33,13 @@ private:
     HttpTestServer m_ai;
     QString m_stderr;
 
-    QProcessEnvironment environment() const
+    QProcessEnvironment environment(const QByteArray& display = {}) const
     {
-        return EndToEnd::environment(m_home.path(), m_server->display());
+        QProcessEnvironment env =
+            EndToEnd::environment(m_home.path(), display.isEmpty() ? m_server->display() : display);
+        env.insert(u"TMPDIR"_s, m_tmp.path());
+        env.insert(u"XDG_RUNTIME_DIR"_s, m_runtime.path());
+        return env;
     }
     bool scrivlane(const QStringList& arguments)
     {
@@ -126,6 +134,7 @@ private Q_SLOTS:
 
         m_app.setProcessEnvironment(environment());
         m_app.setProcessChannelMode(QProcess::SeparateChannels);
+        m_app.setChildProcessModifier([] { ::umask(0); }); // the loosest: nothing may rely on it
         m_app.start(QStringLiteral(SCRIVLANE_EXECUTABLE), {});
         QTRY_VERIFY_WITH_TIMEOUT((m_stderr += QString::fromUtf8(m_app.readAllStandardError()))
                                      .contains(u"watching the keyboard"_s),
@@ -154,6 +163,8 @@ private Q_SLOTS:
     void imageClipboardComesBack();
     void formFieldsNeverExpand();
     void xtermPastesThePrimarySelection();
+    void sessionFilesArePrivate();
+    void secondInstanceDoesNotStart_data();
     void secondInstanceDoesNotStart();
 };
 
@@ -311,10 +322,42 @@ void TestExpansionEndToEnd::xtermPastesThePrimarySelection()
     stop(xterm);
 }
 
+// The single-instance socket and the locks live in the session's private runtime folder,
+// never under a name in the temporary folder that another user could take first.
+void TestExpansionEndToEnd::sessionFilesArePrivate()
+{
+    QCOMPARE(QDir(m_tmp.path())
+                 .entryList({u"*scrivlane*"_s, u"*ScrivLane*"_s},
+                            QDir::AllEntries | QDir::Hidden | QDir::System),
+             QStringList());
+    const QString folder = m_runtime.filePath(u"scrivlane"_s);
+    struct stat st {};
+    QCOMPARE(::lstat(QFile::encodeName(folder).constData(), &st), 0);
+    QVERIFY(S_ISDIR(st.st_mode));
+    QCOMPARE(st.st_mode & 07777, 0700u);
+    const QStringList sockets = QDir(folder).entryList({u"*.sock"_s}, QDir::System);
+    QCOMPARE(sockets.size(), 1);
+    QCOMPARE(::lstat(QFile::encodeName(QDir(folder).filePath(sockets.first())).constData(), &st),
+             0);
+    QVERIFY(S_ISSOCK(st.st_mode));
+    QCOMPARE(st.st_mode & 07777, 0600u);
+}
+
+// However the display is spelled, it is one display and one engine.
+void TestExpansionEndToEnd::secondInstanceDoesNotStart_data()
+{
+    QTest::addColumn<QByteArray>("display");
+    const QByteArray number = m_server->display().mid(1);
+    QTest::newRow("same name") << m_server->display();
+    QTest::newRow("with a screen number") << m_server->display() + ".0";
+    QTest::newRow("unix: prefix") << "unix:" + number;
+}
+
 void TestExpansionEndToEnd::secondInstanceDoesNotStart()
 {
+    QFETCH(QByteArray, display);
     QProcess second;
-    second.setProcessEnvironment(environment());
+    second.setProcessEnvironment(environment(display));
     second.start(QStringLiteral(SCRIVLANE_EXECUTABLE), {});
     QVERIFY(second.waitForFinished(10000));
     QCOMPARE(second.exitCode(), 0);

@@ -255,6 +255,7 @@ void TestSoundService::failedImportKeepsSettings_data()
     QTest::newRow("missing source") << u"missing"_s;
     QTest::newRow("source is a folder") << u"folder"_s;
     QTest::newRow("sounds folder cannot be made") << u"blocked"_s;
+    QTest::newRow("a link where the copy goes") << u"link"_s;
 }
 
 void TestSoundService::failedImportKeepsSettings()
@@ -267,6 +268,11 @@ void TestSoundService::failedImportKeepsSettings()
         source = m_dir->filePath(u"new"_s);
     if (failure == u"blocked"_s)
         writeFile(u"data"_s, "a file where the data folder should be");
+    const QString linkTarget = writeFile(u"Documents/letter.txt"_s, "Dear Sir");
+    if (failure == u"link"_s) {
+        QVERIFY(QDir().mkpath(soundsFolder()));
+        QVERIFY(QFile::link(linkTarget, QDir(soundsFolder()).absoluteFilePath(u"tone.wav"_s)));
+    }
 
     const auto service = makeService();
     service->setSelectedSoundName(u"Frog"_s);
@@ -278,6 +284,7 @@ void TestSoundService::failedImportKeepsSettings()
     QCOMPARE(service->customSoundURL(), previous);
     QCOMPARE(m_settings->value(u"tw_selectedSound"_s).toString(), u"Frog"_s);
     QCOMPARE(m_settings->value(u"tw_customSoundPath"_s).toString(), u"/old/custom.wav"_s);
+    QCOMPARE(contents(linkTarget), QByteArray("Dear Sir"));
 }
 
 QTEST_GUILESS_MAIN(TestSoundService)

@@ -3,6 +3,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
 #include <cmath>
@@ -144,6 +145,20 @@ void TestSystemSounds::ensureFileWritesAndRepairs()
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.readAll(), *SystemSounds::wavData(u"Glass"_s));
     QCOMPARE(QDir(folder).entryList(QDir::Files), QStringList{u"Glass.wav"_s});
+    QCOMPARE(file.permissions() & (QFile::ReadGroup | QFile::ReadOther), 0);
+
+    // A link in a sound's place is left alone, and so is what it leads to.
+    const QString letter = dir.filePath(u"letter.txt"_s);
+    QFile other(letter);
+    QVERIFY(other.open(QIODevice::WriteOnly));
+    other.write("Dear Sir");
+    other.close();
+    const QString linked = QDir(folder).absoluteFilePath(u"Hero.wav"_s);
+    QVERIFY(QFile::link(letter, linked));
+    QVERIFY(!SystemSounds::ensureFile(folder, u"Hero"_s));
+    QVERIFY(QFileInfo(linked).isSymLink());
+    QVERIFY(other.open(QIODevice::ReadOnly));
+    QCOMPARE(other.readAll(), "Dear Sir");
 }
 
 QTEST_GUILESS_MAIN(TestSystemSounds)

@@ -96,7 +96,10 @@ void HttpTestServer::serve(QTcpSocket* socket)
                                       (reply.status == 200 ? " OK" : " Status") +
                                       "\r\nContent-Type: application/json\r\nContent-Length: " +
                                       QByteArray::number(reply.body.size()) +
-                                      "\r\nConnection: close\r\n\r\n" + reply.body;
+                                      "\r\nConnection: close\r\n";
+                for (const auto& [name, value] : reply.headers)
+                    response += name + ": " + value + "\r\n";
+                response += "\r\n" + reply.body;
                 socket->write(response);
             }
             socket->disconnectFromHost();

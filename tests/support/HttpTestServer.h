@@ -25,7 +25,8 @@ struct CannedReply {
     int status = 200;
     QByteArray body;
     std::chrono::milliseconds delay{0};
-    bool closeWithoutReply = false; // drop the connection instead of answering
+    bool closeWithoutReply = false;                     // drop the connection instead of answering
+    QList<std::pair<QByteArray, QByteArray>> headers{}; // sent after the usual ones
 };
 
 // A real HTTP/1.1 server on 127.0.0.1 for tests: records every request and answers each

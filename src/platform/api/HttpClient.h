@@ -31,7 +31,9 @@ struct HttpResponse {
     QString errorText; // transportError: the transport's own description
 };
 
-// Sends HTTP requests without blocking the calling thread; several may be in flight.
+// Sends HTTP requests without blocking the calling thread; several may be in flight. Requests
+// carry credentials, so a redirect is followed only within the request's origin (scheme, host
+// and port); one to anywhere else ends the request as a transport error.
 class HttpClient {
 public:
     using Done = std::function<void(const HttpResponse&)>;

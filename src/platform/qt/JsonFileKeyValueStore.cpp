@@ -1,14 +1,16 @@
 #include "platform/qt/JsonFileKeyValueStore.h"
 
-#include <QCryptographicHash>
+#include "common/AppPaths.h"
+#include "common/SafeFile.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QLockFile>
 #include <QLoggingCategory>
-#include <QSaveFile>
 #include <cmath>
+#include <sys/stat.h>
 
 Q_LOGGING_CATEGORY(lcKeyValue, "scrivlane.prefsync.store")
 
@@ -17,23 +19,26 @@ namespace {
 constexpr int settleMs = 50;
 constexpr int lockWaitMs = 2000;
 
-// Two local processes (the app and the command line) must not interleave read-merge-write.
-// The lock lives outside the sync folder so that sync tools never copy it around.
-QString lockPathFor(const QString& path)
+const QString damagedSuffix = QStringLiteral(".corrupt");
+
+// Ours from the start when we make it; one the user chose keeps its own mode.
+void makeFolder(const QString& folder)
 {
-    const QByteArray hash =
-        QCryptographicHash::hash(path.toUtf8(), QCryptographicHash::Sha1).toHex().left(16);
-    return QDir::temp().absoluteFilePath(QStringLiteral("scrivlane-kv-") +
-                                         QString::fromLatin1(hash) + QStringLiteral(".lock"));
+    if (QFileInfo::exists(folder))
+        return;
+    QDir().mkpath(QFileInfo(folder).absolutePath());
+    ::mkdir(QFile::encodeName(folder).constData(), S_IRWXU);
 }
 
 } // namespace
 
-JsonFileKeyValueStore::JsonFileKeyValueStore(const QString& folder, QObject* parent)
+JsonFileKeyValueStore::JsonFileKeyValueStore(const QString& folder,
+                                             const QString& damagedCopiesFolder, QObject* parent)
     : QObject(parent), m_folder(QDir(folder).absolutePath()),
-      m_path(QDir(m_folder).absoluteFilePath(fileName))
+      m_path(QDir(m_folder).absoluteFilePath(fileName)),
+      m_damagedCopiesFolder(QDir(damagedCopiesFolder).absolutePath())
 {
-    QDir().mkpath(m_folder);
+    makeFolder(m_folder);
     m_settle.setSingleShot(true);
     m_settle.setInterval(settleMs);
     connect(&m_settle, &QTimer::timeout, this, [this] {
@@ -48,42 +53,58 @@ JsonFileKeyValueStore::JsonFileKeyValueStore(const QString& folder, QObject* par
 
 JsonFileKeyValueStore::~JsonFileKeyValueStore() = default;
 
+QString JsonFileKeyValueStore::damagedCopyPath() const
+{
+    return QDir(m_damagedCopiesFolder).absoluteFilePath(fileName + damagedSuffix);
+}
+
 void JsonFileKeyValueStore::rewatch()
 {
     // A rename replaces the watched file, so the folder is watched too and the file re-added.
     if (!m_watcher.directories().contains(m_folder) && QFileInfo::exists(m_folder))
         m_watcher.addPath(m_folder);
-    if (!m_watcher.files().contains(m_path) && QFileInfo::exists(m_path))
+    const QFileInfo file(m_path);
+    if (!m_watcher.files().contains(m_path) && file.isFile() && !file.isSymLink())
         m_watcher.addPath(m_path);
 }
 
-JsonFileKeyValueStore::Read JsonFileKeyValueStore::read(QJsonObject& into) const
+JsonFileKeyValueStore::Snapshot JsonFileKeyValueStore::read() const
 {
-    QFile file(m_path);
-    if (!file.exists())
-        return Read::missing;
-    if (!file.open(QIODevice::ReadOnly))
-        return Read::unreadable;
+    Snapshot snapshot;
+    const std::variant<QByteArray, QString> bytes = SafeFile::readFile(m_path);
+    if (const QString* problem = std::get_if<QString>(&bytes)) {
+        if (SafeFile::isMissing(m_path))
+            return snapshot;
+        snapshot.result = Read::unreadable;
+        snapshot.problem = *problem;
+        return snapshot;
+    }
     QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject())
-        return Read::unreadable;
-    into = document.object();
-    return Read::ok;
+    const QJsonDocument document = QJsonDocument::fromJson(std::get<QByteArray>(bytes), &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject()) {
+        snapshot.result = Read::unreadable;
+        snapshot.problem = m_path + QStringLiteral(" is not a JSON object");
+        snapshot.damaged = std::get<QByteArray>(bytes);
+        return snapshot;
+    }
+    snapshot.result = Read::ok;
+    snapshot.values = document.object();
+    return snapshot;
 }
 
-JsonFileKeyValueStore::Read JsonFileKeyValueStore::refresh()
+JsonFileKeyValueStore::Snapshot JsonFileKeyValueStore::refresh()
 {
-    QJsonObject onDisk;
-    const Read result = read(onDisk);
-    if (result == Read::unreadable) {
-        // Half-synced or damaged: keep what we had until a good copy arrives.
-        qCWarning(lcKeyValue) << "ignoring unreadable" << m_path;
-        return result;
+    Snapshot snapshot = read();
+    if (snapshot.result == Read::unreadable) {
+        // Half-synced, damaged or not a file at all: keep what we had until a good copy
+        // arrives.
+        qCWarning(lcKeyValue).noquote() << "ignoring" << snapshot.problem;
+        return snapshot;
     }
-    if (result == Read::missing && !m_hadFirstRead)
-        return result; // nothing shared yet; the initial sync is still to come
+    if (snapshot.result == Read::missing && !m_hadFirstRead)
+        return snapshot; // nothing shared yet; the initial sync is still to come
 
+    const QJsonObject& onDisk = snapshot.values;
     QStringList changed;
     for (auto it = onDisk.constBegin(); it != onDisk.constEnd(); ++it) {
         if (m_values.value(it.key()) != it.value())
@@ -98,7 +119,7 @@ JsonFileKeyValueStore::Read JsonFileKeyValueStore::refresh()
     m_hadFirstRead = true;
     if (!changed.isEmpty())
         announce(changed, reason);
-    return result;
+    return snapshot;
 }
 
 void JsonFileKeyValueStore::announce(const QStringList& keys, int reason)
@@ -119,34 +140,48 @@ void JsonFileKeyValueStore::announce(const QStringList& keys, int reason)
         Qt::QueuedConnection);
 }
 
-void JsonFileKeyValueStore::keepCorruptCopy()
+// Never destroy what we cannot read: it may be the only copy of another machine's values. The
+// copy stays on this machine; in the sync folder it would travel everywhere.
+bool JsonFileKeyValueStore::keepDamagedCopy(const QByteArray& bytes)
 {
-    // Never destroy what we cannot read: it may be the only copy of another machine's values.
-    const QString aside = m_path + QStringLiteral(".corrupt");
-    QFile::remove(aside);
-    QFile::copy(m_path, aside);
+    std::optional<QString> error = AppPaths::makePrivateDir(m_damagedCopiesFolder);
+    if (!error)
+        error = SafeFile::writeFile(damagedCopyPath(), bytes);
+    if (error)
+        qCWarning(lcKeyValue).noquote()
+            << "not replacing the damaged" << m_path << "as no copy can be kept:" << *error;
+    return !error;
 }
 
 bool JsonFileKeyValueStore::save()
 {
-    QSaveFile file(m_path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
     const QByteArray bytes = QJsonDocument(m_values).toJson(QJsonDocument::Indented);
-    if (file.write(bytes) != bytes.size())
+    if (const std::optional<QString> error = SafeFile::writeFile(m_path, bytes)) {
+        qCWarning(lcKeyValue).noquote() << "cannot write" << *error;
         return false;
-    return file.commit();
+    }
+    return true;
 }
 
 void JsonFileKeyValueStore::change(const QString& key, const std::optional<QJsonValue>& value)
 {
-    QLockFile lock(lockPathFor(m_path));
-    if (!lock.tryLock(lockWaitMs))
+    // The app and the command line must not interleave read-merge-write. The lock lives
+    // outside the sync folder so that sync tools never copy it around.
+    const QString lockPath = AppPaths::lockFileFor(m_path);
+    QLockFile lock(lockPath);
+    if (lockPath.isEmpty() || !lock.tryLock(lockWaitMs))
         qCWarning(lcKeyValue) << "writing" << m_path << "without the lock";
 
     // Merge with the newest shared copy so other machines' keys survive our write.
-    if (refresh() == Read::unreadable)
-        keepCorruptCopy();
+    const Snapshot snapshot = refresh();
+    if (snapshot.result == Read::unreadable) {
+        if (!snapshot.damaged) {
+            qCWarning(lcKeyValue).noquote() << "not replacing" << m_path << "(see above)";
+            return;
+        }
+        if (!keepDamagedCopy(*snapshot.damaged))
+            return;
+    }
 
     if (value ? m_values.value(key) == *value : !m_values.contains(key))
         return;
@@ -154,8 +189,7 @@ void JsonFileKeyValueStore::change(const QString& key, const std::optional<QJson
         m_values.insert(key, *value);
     else
         m_values.remove(key);
-    if (!save())
-        qCWarning(lcKeyValue) << "cannot write" << m_path;
+    save();
     rewatch();
 }
 
@@ -189,7 +223,7 @@ QVariant JsonFileKeyValueStore::object(const QString& key) const
 
 bool JsonFileKeyValueStore::synchronize()
 {
-    const Read result = refresh();
+    const Read result = refresh().result;
     rewatch();
     return result != Read::unreadable;
 }

@@ -14,17 +14,23 @@
 // (Syncthing, Nextcloud, Dropbox) keeps in step across machines. Every write replaces the file
 // in one rename; a file written by another process or machine is noticed by a watcher and
 // announced as a server change. The first successful read of the file is the initial sync.
+// What arrives in the folder comes from other machines and tools: a link or anything but a
+// regular file in the file's place is neither read nor replaced, and a damaged file is kept
+// aside in a local folder, never in the shared one.
 class JsonFileKeyValueStore final : public QObject, public KeyValueStore {
     Q_OBJECT
 
 public:
     static inline const QString fileName = QStringLiteral("ScrivLane-Preferences.json");
 
-    // `folder` is created when missing.
-    explicit JsonFileKeyValueStore(const QString& folder, QObject* parent = nullptr);
+    // `folder` is created when missing. A damaged shared file is copied into
+    // `damagedCopiesFolder` (as fileName + ".corrupt") before it is replaced.
+    JsonFileKeyValueStore(const QString& folder, const QString& damagedCopiesFolder,
+                          QObject* parent = nullptr);
     ~JsonFileKeyValueStore() override;
 
     QString filePath() const { return m_path; }
+    QString damagedCopyPath() const;
 
     void setBool(const QString& key, bool value) override;
     void setDouble(const QString& key, double value) override;
@@ -36,13 +42,19 @@ public:
 
 private:
     enum class Read { ok, missing, unreadable };
+    struct Snapshot {
+        Read result = Read::missing;
+        QJsonObject values;                // ok
+        QString problem;                   // unreadable
+        std::optional<QByteArray> damaged; // unreadable, but a regular file we could read
+    };
 
-    Read read(QJsonObject& into) const;
+    Snapshot read() const;
     // Takes in what the file holds now and announces the keys that differ from our copy.
-    Read refresh();
+    Snapshot refresh();
     void change(const QString& key, const std::optional<QJsonValue>& value);
     bool save();
-    void keepCorruptCopy();
+    bool keepDamagedCopy(const QByteArray& bytes);
     void announce(const QStringList& keys, int reason);
     void rewatch();
 
@@ -53,6 +65,7 @@ private:
 
     QString m_folder;
     QString m_path;
+    QString m_damagedCopiesFolder;
     QJsonObject m_values;
     bool m_hadFirstRead = false;
     std::vector<Observer> m_observers;

@@ -1,39 +1,23 @@
 #include "platform/secrets/FileSecretStore.h"
 
-#include "common/UniqueFd.h"
+#include "common/AppPaths.h"
+#include "common/SafeFile.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QLockFile>
+#include <QLoggingCategory>
 #include <QMetaObject>
 #include <QObject>
-#include <cerrno>
-#include <fcntl.h>
-#include <stdio.h>
 #include <sys/stat.h>
-#include <unistd.h>
+
+Q_LOGGING_CATEGORY(lcSecretFile, "scrivlane.secrets.file")
 
 namespace {
 
 constexpr int lockWaitMs = 2000;
-
-bool writeAll(int fd, const QByteArray& data)
-{
-    const char* p = data.constData();
-    qsizetype left = data.size();
-    while (left > 0) {
-        const ssize_t n = ::write(fd, p, static_cast<size_t>(left));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        p += n;
-        left -= n;
-    }
-    return true;
-}
 
 template <typename Result, typename Done> void deliver(QObject* context, Done done, Result result)
 {
@@ -50,12 +34,12 @@ FileSecretStore::FileSecretStore(QString path) : m_path(std::move(path)) {}
 
 std::optional<QJsonObject> FileSecretStore::load() const
 {
-    QFile file(m_path);
-    if (!file.exists())
+    if (SafeFile::isMissing(m_path))
         return QJsonObject();
-    if (!file.open(QIODevice::ReadOnly))
+    const std::variant<QByteArray, QString> bytes = SafeFile::readFile(m_path);
+    if (!std::holds_alternative<QByteArray>(bytes))
         return std::nullopt;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
+    const QJsonDocument document = QJsonDocument::fromJson(std::get<QByteArray>(bytes));
     if (!document.isObject())
         return std::nullopt;
     return document.object();
@@ -64,19 +48,12 @@ std::optional<QJsonObject> FileSecretStore::load() const
 bool FileSecretStore::save(const QJsonObject& all) const
 {
     if (all.isEmpty())
-        return !QFile::exists(m_path) || QFile::remove(m_path);
-
-    // mkstemp creates the file with mode 0600 whatever the umask; rename() then replaces the
-    // old file in one step, so readers see either the old or the new content.
-    QByteArray pattern = QFile::encodeName(m_path) + ".XXXXXX";
-    UniqueFd fd(::mkstemp(pattern.data()));
-    if (fd.get() < 0)
-        return false;
-    const bool written = ::fchmod(fd.get(), S_IRUSR | S_IWUSR) == 0 &&
-                         writeAll(fd.get(), QJsonDocument(all).toJson(QJsonDocument::Compact)) &&
-                         ::fsync(fd.get()) == 0;
-    if (!fd.reset() || !written || ::rename(pattern.constData(), QFile::encodeName(m_path)) != 0) {
-        ::unlink(pattern.constData());
+        return SafeFile::isMissing(m_path) || QFile::remove(m_path);
+    // Mode 0600 whatever the umask, replaced in one rename: readers see the old or the new
+    // content, and nobody else ever sees either.
+    if (const std::optional<QString> error =
+            SafeFile::writeFile(m_path, QJsonDocument(all).toJson(QJsonDocument::Compact))) {
+        qCWarning(lcSecretFile).noquote() << *error;
         return false;
     }
     return true;
@@ -87,7 +64,13 @@ bool FileSecretStore::change(const std::function<void(QJsonObject&)>& edit)
     const QString folder = QFileInfo(m_path).absolutePath();
     if (!QDir(folder).exists() && ::mkdir(QFile::encodeName(folder).constData(), S_IRWXU) != 0)
         return false;
-    QLockFile lock(m_path + QStringLiteral(".lock"));
+    QString error;
+    const QString lockPath = AppPaths::lockFileFor(m_path, &error);
+    if (lockPath.isEmpty()) {
+        qCWarning(lcSecretFile).noquote() << "no folder for the lock file:" << error;
+        return false;
+    }
+    QLockFile lock(lockPath);
     if (!lock.tryLock(lockWaitMs))
         return false;
     std::optional<QJsonObject> all = load();

@@ -1,6 +1,41 @@
 #include "platform/sqlite/SqliteDatabase.h"
 
+#include "common/UniqueFd.h"
+
+#include <QFile>
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
+
+namespace {
+
+constexpr mode_t privateMode = S_IRUSR | S_IWUSR;
+
+// The library is the user's alone whatever the umask. SQLite gives its journal and WAL files
+// the mode of the database file, so creating that one 0600 covers them; files left by an older
+// version with a wider mode are narrowed.
+void keepPrivate(const QString& path, bool create)
+{
+    if (path.isEmpty() || path == u":memory:" || path.startsWith(u"file:"))
+        return;
+    const QByteArray native = QFile::encodeName(path);
+    if (create) {
+        const UniqueFd fd(::open(native.constData(),
+                                 O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, privateMode));
+        if (fd)
+            ::fchmod(fd.get(), privateMode);
+    }
+    for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
+        const UniqueFd fd(::open(QByteArray(native + suffix).constData(),
+                                 O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        struct stat st {};
+        if (fd && ::fstat(fd.get(), &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == ::geteuid() &&
+            (st.st_mode & 07777) != privateMode)
+            ::fchmod(fd.get(), privateMode);
+    }
+}
+
+} // namespace
 
 void SqliteStatement::Finalizer::operator()(sqlite3_stmt* statement) const
 {
@@ -136,6 +171,7 @@ std::optional<std::int64_t> SqliteStatement::optionalInt64(int column) const
 bool SqliteDatabase::open(const QString& path, bool create)
 {
     m_db.reset();
+    keepPrivate(path, create);
     sqlite3* db = nullptr;
     const int flags =
         SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0) | SQLITE_OPEN_FULLMUTEX;
