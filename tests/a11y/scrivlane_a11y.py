@@ -496,8 +496,9 @@ class Session:
         self.spawn("openbox", ["openbox", "--sm-disable"])
         wait_until("openbox to manage the screen", self._window_manager_running, timeout=10.0)
         if tray_height:
-            self.spawn("trayer", ["trayer", "--edge", "bottom", "--align", "right",
-                                  "--widthtype", "request", "--height", str(tray_height)])
+            self.spawn("trayer", ["trayer", "--edge", "top", "--align", "right", "--margin", "48",
+                                  "--widthtype", "pixel", "--width", "96",
+                                  "--height", str(tray_height)])
             wait_until("trayer to host the system tray",
                        lambda: self._selection_owned(b"_NET_SYSTEM_TRAY_S0"), timeout=10.0)
         self._start_accessibility_bus()
@@ -614,6 +615,12 @@ class Session:
             self.tray_icon()
         return app
 
+    def seed_demo(self):
+        """Fills the store with the demo library (tests/a11y/demo): three categories, eight
+        snippets, one of them rich."""
+        command(["bash", str(Path(__file__).with_name("demo") / "seed"), self.scrivlane_path],
+                env=self.app_env(), timeout=60.0)
+
     def cli(self, *arguments, input=None, check=True):
         """Runs a `scrivlane` command on this session's store; its standard output."""
         done = command([self.scrivlane_path, *map(str, arguments)], env=self.app_env(),
@@ -658,11 +665,12 @@ class Session:
     def open_tray_menu(self, app):
         """Right-clicks the tray icon and returns its context menu once it is on screen."""
         _, x, y, width, height = self.tray_icon()
-        # Press on the icon, release far from it: a release over the menu that has just
-        # opened under the pointer would choose an item.
+        # Press near the icon's lower right corner, so that the menu, which opens at the
+        # pointer, leaves the icon in sight; release far from both: a release over the menu
+        # that has just opened under the pointer would choose an item.
         away_x = 10 if x > SCREEN[0] // 2 else SCREEN[0] - 10
         away_y = 10 if y > SCREEN[1] // 2 else SCREEN[1] - 10
-        self.xdotool("mousemove", "--sync", x + width // 2, y + height // 2, "mousedown", 3)
+        self.xdotool("mousemove", "--sync", x + width - 2, y + height - 2, "mousedown", 3)
         self.xdotool("mousemove", "--sync", away_x, away_y, "mouseup", 3)
         return app.wait_for("popup menu", None, timeout=5.0)
 
@@ -716,6 +724,18 @@ class Session:
         y1 = min(SCREEN[1], y + height + margin)
         command(["import", "-window", "root", "-crop", f"{x1 - x0}x{y1 - y0}+{x0}+{y0}",
                  "+repage", str(path)], env=self.env, timeout=20.0)
+
+    def mean_brightness(self, region):
+        """How light part of the screen is, from 0 (black) to 1 (white)."""
+        x, y, width, height = region
+        done = command(["import", "-window", "root", "-crop", f"{width}x{height}+{x}+{y}",
+                        "-colorspace", "Gray", "-format", "%[fx:mean]", "info:"],
+                       env=self.env, timeout=20.0)
+        return float(done.stdout.strip())
+
+    def set_background(self, color):
+        """Paints the desktop behind the windows (black otherwise)."""
+        command(["xsetroot", "-solid", color], env=self.env)
 
     @staticmethod
     def union(*regions):
@@ -808,7 +828,11 @@ def _outer(options, tools):
         code = session.wait(options.timeout)
     except subprocess.TimeoutExpired:
         print(f"{name}: FAILED: no verdict within {options.timeout:g} s; stopping the session")
-        os.killpg(session.pid, signal.SIGTERM)  # the inner run cleans up on SIGTERM
+        # The inner run reports and cleans up on SIGTERM, while its buses still answer.
+        try:
+            os.kill(int((root / "inner.pid").read_text()), signal.SIGTERM)
+        except (OSError, ValueError):
+            os.killpg(session.pid, signal.SIGTERM)
         try:
             session.wait(20)
         except subprocess.TimeoutExpired:
@@ -856,6 +880,7 @@ def _inner(main, options, rest):
         raise Interrupted(f"stopped by signal {signum}")
 
     signal.signal(signal.SIGTERM, stop)
+    Path(os.environ[INNER], "inner.pid").write_text(str(os.getpid()))
     os.dup2(1, 2)
     session = Session(os.environ[INNER], options, rest)
     started = time.monotonic()
