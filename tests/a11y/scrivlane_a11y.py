@@ -348,6 +348,13 @@ class App:
         """Presses a button, activates a menu item (their "Press" or "Click" action)."""
         do_action(control, ("press", "click", "activate"))
 
+    def click(self, control, button=1, double=False):
+        """Clicks a control with the real pointer, at its centre: for what offers no action
+        (list rows, links) or where the mouse path itself is under test."""
+        x, y, width, height = self.extents(control)
+        self.session.xdotool("mousemove", "--sync", x + width // 2, y + height // 2,
+                             "click", *(["--repeat", 2] if double else []), button)
+
     def set_text(self, control, text):
         """Replaces the text of an editable field, and checks it took it."""
         try:
