@@ -39,6 +39,7 @@ AT_SPI_LAUNCHER = "/usr/libexec/at-spi-bus-launcher"
 TOOLS = ["Xvfb", "openbox", "trayer", "xdotool", "xwininfo", "xprop", "xclip",
          "dbus-run-session", AT_SPI_LAUNCHER]
 INNER = "SCRIVLANE_A11Y_ROOT"  # set in the process that runs inside the D-Bus session
+OUTER = "SCRIVLANE_A11Y_OUTER"  # the pid of the process that started that session
 # The name Qt registers on the accessibility bus (the application's name).
 APP_NAME = "ScrivLane"
 # The tray icon's X window carries the application's WM_CLASS.
@@ -53,8 +54,9 @@ class Failure(Exception):
     """A step did not do what the test expected; the message says what."""
 
 
-class Interrupted(Exception):
-    """The run was told to stop (its time ran out)."""
+class Interrupted(BaseException):
+    """The run was told to stop (its time ran out). Not an Exception, so that the places
+    that pass over controls vanishing under them do not pass over this too."""
 
 
 # ---------------------------------------------------------------------------------------------
@@ -79,7 +81,7 @@ def wait_until(what, predicate, timeout=10.0, interval=0.05):
         try:
             value = predicate()
         except Exception as error:  # noqa: BLE001 - a control that went away mid-read
-            if isinstance(error, (Failure, Interrupted)):
+            if isinstance(error, Failure):
                 raise
             value, last_error = None, error
         if value:
@@ -114,9 +116,9 @@ def _die_with_parent():
     libc.prctl(1, signal.SIGTERM)  # PR_SET_PDEATHSIG
 
 
-def children_of(pid):
-    """The processes whose parent is `pid`, read from /proc."""
-    found = []
+def processes():
+    """{pid: (parent, process group)} of every process, read from /proc."""
+    table = {}
     for entry in os.listdir("/proc"):
         if not entry.isdigit():
             continue
@@ -125,28 +127,49 @@ def children_of(pid):
                 line = stat.read()
         except OSError:
             continue
-        # "pid (name) state ppid ...", and the name may hold anything.
+        # "pid (name) state ppid pgrp ...", and the name may hold anything.
         fields = line[line.rfind(b")") + 2:].split()
-        if len(fields) > 1 and int(fields[1]) == pid:
-            found.append(int(entry))
+        if len(fields) > 2:
+            table[int(entry)] = (int(fields[1]), int(fields[2]))
+    return table
+
+
+def children_of(pid):
+    return [child for child, (parent, _) in processes().items() if parent == pid]
+
+
+def descendants_of(pid):
+    table = processes()
+    found, frontier = [], [pid]
+    while frontier:
+        parent = frontier.pop()
+        children = [child for child, (ppid, _) in table.items() if ppid == parent]
+        found.extend(children)
+        frontier.extend(children)
     return found
 
 
+def _ours():
+    # The run's own processes: everything below the process that started the D-Bus session
+    # (orphans included, since it is their subreaper).
+    return set(descendants_of(int(os.environ.get(OUTER, os.getpid()))))
+
+
 def stop_process(process, grace=5.0):
-    """Ends a process started in its own process group, and everything in that group."""
+    """Ends a process started in its own process group, then what is left of that group."""
     if process.poll() is None:
-        try:
-            os.killpg(process.pid, signal.SIGTERM)
-        except ProcessLookupError:
-            pass
+        process.terminate()
         try:
             process.wait(grace)
         except subprocess.TimeoutExpired:
             pass
-    try:
-        os.killpg(process.pid, signal.SIGKILL)  # stragglers of the group
-    except (ProcessLookupError, PermissionError):
-        pass
+    ours = _ours()
+    for pid, (_, group) in processes().items():
+        if group == process.pid and pid in ours:
+            try:
+                os.kill(pid, signal.SIGKILL)
+            except ProcessLookupError:
+                pass
     try:
         process.wait(grace)
     except subprocess.TimeoutExpired:
@@ -271,15 +294,15 @@ class App:
         for application in desktop:
             if application is not None and application.name == APP_NAME \
                     and application.get_process_id() == child:
-                # Read through to the application every time: Qt does not announce every
-                # change, and a stale cache would show controls that are gone.
+                # Read through to the application every time: a cached child list or state
+                # can lag behind what is on screen.
                 Atspi.Accessible.set_cache_mask(application, Atspi.Cache.NONE)
                 return application
         return None
 
     def roots(self):
-        """Where controls live: the application's windows and its popups (menus, combo box
-        lists), which Qt leaves out of the application's children."""
+        """Where controls live: the application's windows, and its popups without a parent
+        widget (context menus such as the tray's), which Qt leaves out of its children."""
         application = self.accessible
         found = [application.getChildAtIndex(i) for i in range(application.childCount)]
         pid = application.get_process_id()
@@ -356,7 +379,8 @@ class App:
                              "click", *(["--repeat", 2] if double else []), button)
 
     def set_text(self, control, text):
-        """Replaces the text of an editable field, and checks it took it."""
+        """Replaces the text of an editable field, and checks it took it. For a line edit Qt
+        does this with setText(): textChanged fires, textEdited does not (type_into does)."""
         try:
             editable = control.queryEditableText()
         except NotImplementedError as error:
@@ -364,6 +388,15 @@ class App:
         editable.setTextContents(text)
         wait_until(f"{describe(control)} to hold {text!r}", lambda: self.text(control) == text,
                    timeout=3.0)
+
+    def type_into(self, control, text):
+        """Replaces a field's text the way a person does: focus, select all, type."""
+        self.focus(control)
+        self.session.key("ctrl+a", "BackSpace")
+        if text:
+            self.session.type_text(text)
+        wait_until(f"{describe(control)} to hold {text!r}", lambda: self.text(control) == text,
+                   timeout=5.0)
 
     def text(self, control):
         """The text a control shows: its Text interface, else its name."""
@@ -395,12 +428,14 @@ class App:
         box = control.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
         return (box.x, box.y, box.width, box.height)
 
-    def tree(self, max_lines=400):
-        """What is on screen, one control a line, for failure reports."""
+    def tree(self, max_lines=400, budget=5.0):
+        """What is on screen, one control a line, for failure reports; within `budget`
+        seconds, since a hung application answers each question only at the time-out."""
         lines = []
+        deadline = time.monotonic() + budget
 
         def walk(node, depth):
-            if len(lines) >= max_lines or node is None:
+            if len(lines) >= max_lines or node is None or time.monotonic() > deadline:
                 return
             try:
                 if not is_showing(node):
@@ -820,6 +855,7 @@ def _outer(options, tools):
         env[variable] = str(path)
     os.chmod(root / "run", 0o700)
     env[INNER] = str(root)
+    env[OUTER] = str(os.getpid())
     env["PYTHONDONTWRITEBYTECODE"] = "1"
 
     # Programs that D-Bus starts (the accessibility registry, a keyring) leave their parent;
@@ -855,13 +891,8 @@ def _outer(options, tools):
 
 
 def _reap_orphans():
-    def descendants(pid):
-        for child in children_of(pid):
-            yield from descendants(child)
-            yield child
-
     for sig in (signal.SIGTERM, signal.SIGKILL):
-        left = list(descendants(os.getpid()))
+        left = descendants_of(os.getpid())
         for pid in left:
             try:
                 os.kill(pid, sig)
@@ -903,18 +934,13 @@ def _inner(main, options, rest):
             traceback.print_exc(file=sys.stdout)
         _report(session, name, options)
     finally:
+        signal.signal(signal.SIGTERM, signal.SIG_IGN)  # the clean-up itself is not cut short
         session.close()
     return code
 
 
 def _report(session, name, options):
     """What a failed run leaves for its reader: the screen, the controls, the logs."""
-    app = session.app
-    if app is not None and pyatspi is not None:
-        try:
-            print("controls on screen:\n" + app.tree())
-        except Exception as error:  # noqa: BLE001
-            print(f"(could not list the controls: {error})")
     if options.artifacts and session.display and shutil.which("import"):
         folder = Path(options.artifacts)
         folder.mkdir(parents=True, exist_ok=True)
@@ -924,6 +950,12 @@ def _report(session, name, options):
             print(f"the screen at the failure: {picture}")
         except Failure as error:
             print(f"(no picture of the screen: {error})")
+    app = session.app
+    if app is not None and pyatspi is not None:
+        try:
+            print("controls on screen:\n" + app.tree())
+        except Exception as error:  # noqa: BLE001
+            print(f"(could not list the controls: {error})")
     for log in sorted(session.logs.glob("*.log")):
         lines = log.read_text(errors="replace").splitlines()
         if lines:
