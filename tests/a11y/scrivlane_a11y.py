@@ -736,7 +736,7 @@ class Session:
 
     def find_window(self, name, timeout=10.0):
         """The X window whose title is exactly `name`."""
-        pattern = "^" + re.escape(name) + "$"
+        pattern = "^" + re.sub(r"([.^$*+?()\[\]{}|\\])", r"\\\1", name) + "$"  # POSIX ERE
         found = wait_until(f"a window named {name!r}",
                            lambda: self.xdotool("search", "--onlyvisible", "--name", pattern,
                                                 check=False).split(), timeout)
@@ -866,11 +866,13 @@ def _outer(options, tools):
     (root / "logs").mkdir()
     with open(root / "logs" / "dbus-session.log", "wb") as bus_log:
         session = subprocess.Popen(["dbus-run-session", "--", sys.executable, *sys.argv],
-                                   env=env, stderr=bus_log, start_new_session=True)
+                                   env=env, stderr=bus_log, start_new_session=True,
+                                   preexec_fn=_die_with_parent)
     try:
         code = session.wait(options.timeout)
     except subprocess.TimeoutExpired:
-        print(f"{name}: FAILED: no verdict within {options.timeout:g} s; stopping the session")
+        print(f"{name}: FAILED: no verdict within {options.timeout:g} s; stopping the session",
+              flush=True)
         # The inner run reports and cleans up on SIGTERM, while its buses still answer.
         try:
             os.kill(int((root / "inner.pid").read_text()), signal.SIGTERM)
@@ -918,6 +920,9 @@ def _inner(main, options, rest):
         raise Interrupted(f"stopped by signal {signum}")
 
     signal.signal(signal.SIGTERM, stop)
+    # A killed outer process takes dbus-run-session with it, and that this one.
+    _die_with_parent()
+    session_runner = os.getppid()
     Path(os.environ[INNER], "inner.pid").write_text(str(os.getpid()))
     os.dup2(1, 2)
     session = Session(os.environ[INNER], options, rest)
@@ -936,7 +941,32 @@ def _inner(main, options, rest):
     finally:
         signal.signal(signal.SIGTERM, signal.SIG_IGN)  # the clean-up itself is not cut short
         session.close()
+        _end_marked(session_runner)
     return code
+
+
+def _end_marked(session_runner):
+    """Ends what D-Bus started for this run (the registry, a keyring): they left their parent,
+    but carry the run's folder in their environment. The session bus itself, our sibling, and
+    our ancestors are left to dbus-run-session."""
+    marker = f"{INNER}={os.environ[INNER]}".encode()
+    table = processes()
+    spared = {os.getpid()}
+    pid = os.getpid()
+    while pid in table and pid not in (0, 1):
+        pid = table[pid][0]
+        spared.add(pid)
+    spared.update(child for child, (parent, _) in table.items() if parent == session_runner)
+    for pid in table:
+        if pid in spared:
+            continue
+        try:
+            with open(f"/proc/{pid}/environ", "rb") as environ:
+                if marker not in environ.read().split(b"\0"):
+                    continue
+            os.kill(pid, signal.SIGTERM)
+        except (OSError, ProcessLookupError):
+            continue
 
 
 def _report(session, name, options):
