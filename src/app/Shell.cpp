@@ -137,7 +137,8 @@ void Shell::showTray()
 void Shell::showMainWindow()
 {
     if (!m_window) {
-        m_window = new MainWindow({&m_services.store(), &m_services.settings(), &m_scheduler});
+        m_window = new MainWindow(
+            {&m_services.store(), &m_services.settings(), &m_scheduler, &m_services.ai()});
         m_window->setAttribute(Qt::WA_DeleteOnClose);
         connect(m_window, &MainWindow::destroyed, this, [] {
             // What the window drew stays cached and its heap stays mapped: give both back.

@@ -30,7 +30,9 @@ void SnippetEditorModel::load(SnippetEntity* snippet)
     m_title = snippet ? snippet->title().value_or(QString()) : QString();
     m_abbreviation = snippet ? snippet->abbreviation().value_or(QString()) : QString();
     m_category = snippet ? snippet->category() : nullptr;
-    // A fresh rich text each time: nothing of the last snippet's formatting carries over.
+    // A fresh rich text each time: nothing of the last snippet's formatting carries over. The
+    // old one lives until the views have taken the new one.
+    std::unique_ptr<QTextDocument> previous = std::move(m_richText);
     m_richText = std::make_unique<QTextDocument>();
     std::unique_ptr<QTextDocument> rich =
         snippet && snippet->isRichText() ? snippet->attributedText() : nullptr;

@@ -2,14 +2,15 @@
 
 #include "library/AbbreviationConflict.h"
 #include "macros/MacroProcessor.h"
+#include "models/EditorState.h"
 
 #include <QDateTime>
 #include <QObject>
+#include <QPointer>
 #include <QTextDocument>
 #include <functional>
 
 class CategoryEntity;
-class EditorState;
 class PersistenceController;
 class SnippetEntity;
 
@@ -74,7 +75,7 @@ private:
     void edited();
 
     PersistenceController* m_store;
-    EditorState* m_state;
+    QPointer<EditorState> m_state; // the window's; it may go first
     std::function<QDateTime()> m_clock;
     SnippetEntity* m_snippet = nullptr;
     QString m_title;

@@ -123,7 +123,7 @@ void TestMainWindow::emptyLibraryCreatesThroughTheSheet()
     QCOMPARE(window().model()->listSelection(), QList<QUuid>{*all.first()->id()});
     QTRY_VERIFY(list()->isVisible());
     QCOMPARE(list()->selectionModel()->selectedRows().size(), 1);
-    QVERIFY(window().findChild<QWidget*>(u"snippetDetail"_s)->isVisible());
+    QVERIFY(window().findChild<QWidget*>(u"snippetEditor"_s)->isVisible());
 }
 
 void TestMainWindow::categoryMadeInsideTheSheetIsPicked()
@@ -198,7 +198,17 @@ void TestMainWindow::dirtyEditorHoldsTheSelection()
     m_library->add(u"a"_s);
     m_library->add(u"b"_s);
     selectRows({0});
-    window().editorState()->setDirty(true);
+    // An edit in the editor, as typed.
+    QLineEdit* title = nullptr;
+    for (QLineEdit* f :
+         window().findChild<QWidget*>(u"snippetEditor"_s)->findChildren<QLineEdit*>())
+        if (f->accessibleName() == u"Title"_s)
+            title = f;
+    QVERIFY(title);
+    QTest::qWait(1); // the editor has settled after loading
+    QVERIFY(!window().editorState()->isDirty());
+    QTest::keyClicks(title, u"Edited"_s);
+    QVERIFY(window().editorState()->isDirty());
     selectRows({1});
     QMessageBox* box = question();
     QVERIFY(box);

@@ -38,7 +38,7 @@ QLabel* sectionHeader(const QString& iconName, const QString& title, QWidget* pa
 QWidget* headerRow(QLabel* header)
 {
     return header->property("row").value<QWidget*>() ? header->property("row").value<QWidget*>()
-                                                      : header;
+                                                     : header;
 }
 
 // A row that inserts: the token in a fixed font, then what it gives today.
@@ -197,7 +197,8 @@ void MacroPicker::updateSuggestions()
         item->setData(Qt::UserRole, suggestion.abbreviation);
         if (suggestion.exact) {
             item->setIcon(Icons::named(u"emblem-ok"_s));
-            item->setData(Qt::AccessibleTextRole, suggestion.abbreviation + u", exact match"_s);
+            item->setData(Qt::AccessibleTextRole,
+                          QString(suggestion.abbreviation + u", exact match"_s));
         }
     }
     m_suggestions->setVisible(m_suggestions->count() > 0);

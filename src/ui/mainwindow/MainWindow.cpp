@@ -7,9 +7,9 @@
 #include "models/EditorState.h"
 #include "models/SidebarModel.h"
 #include "models/SnippetListModel.h"
+#include "ui/editor/SnippetEditorView.h"
 #include "ui/mainwindow/BulkEditPanel.h"
 #include "ui/mainwindow/SidebarDelegate.h"
-#include "ui/mainwindow/SnippetDetailView.h"
 #include "ui/mainwindow/SnippetRowDelegate.h"
 #include "ui/onboarding/SyncOnboardingView.h"
 #include "ui/sheets/CategoryEditorSheet.h"
@@ -285,10 +285,12 @@ QWidget* MainWindow::buildDetail()
                        QString(), QStringLiteral("New Snippet"), m_detail);
     connect(nothing, &EmptyState::buttonClicked, this, &MainWindow::openNewSnippetSheet);
     m_detail->addWidget(nothing);
-    m_snippetDetail = new SnippetDetailView(m_detail);
-    connect(m_snippetDetail, &SnippetDetailView::deleteRequested, this,
-            &MainWindow::askDeleteSelection);
-    m_detail->addWidget(m_snippetDetail);
+    m_editor =
+        new SnippetEditorView({m_dependencies.store, m_editorState, m_dependencies.ai}, m_detail);
+    connect(m_editor, &SnippetEditorView::deleteConfirmed, m_model,
+            &ContentViewModel::deleteSelection);
+    connect(m_editor, &SnippetEditorView::navigateTo, m_model, &ContentViewModel::revealSnippet);
+    m_detail->addWidget(m_editor);
     m_bulk = new BulkEditPanel(m_model, m_detail);
     m_detail->addWidget(m_bulk);
     m_detail->addWidget(new EmptyState(QStringLiteral("user-trash"),
@@ -392,7 +394,7 @@ void MainWindow::syncDetail()
         m_detail->setCurrentIndex(nothingPage);
         break;
     case Detail::snippet:
-        m_snippetDetail->showSnippet(m_model->selectedSnippets().value(0));
+        m_editor->showSnippet(m_model->selectedSnippets().value(0));
         m_detail->setCurrentIndex(snippetPage);
         break;
     case Detail::bulkEdit:

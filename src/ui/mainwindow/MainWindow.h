@@ -18,7 +18,8 @@ class QStackedWidget;
 class QTimer;
 class Scheduler;
 class SidebarDelegate;
-class SnippetDetailView;
+class SnippetEditorView;
+class AIService;
 class SnippetEntity;
 class EmptyState;
 class QLabel;
@@ -34,6 +35,7 @@ public:
         PersistenceController* store = nullptr;
         QSettings* settings = nullptr;
         Scheduler* scheduler = nullptr;
+        AIService* ai = nullptr; // the editor's AI button; none: no picker
     };
 
     explicit MainWindow(Dependencies dependencies, QWidget* parent = nullptr);
@@ -84,7 +86,7 @@ private:
     QListView* m_list = nullptr;
     QListWidget* m_settingsList = nullptr;
     QStackedWidget* m_detail = nullptr;
-    SnippetDetailView* m_snippetDetail = nullptr;
+    SnippetEditorView* m_editor = nullptr;
     BulkEditPanel* m_bulk = nullptr;
     QLabel* m_paneTitle = nullptr;
     QPushButton* m_settingsButton = nullptr;
