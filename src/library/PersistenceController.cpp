@@ -248,7 +248,7 @@ void PersistenceController::mergeSnippets(
             continue;
         SnippetEntity* snippet = stored.take(row.pk);
         if (snippet) {
-            const SnippetRow saved = m_savedSnippets.value(snippet);
+            const SnippetFingerprint saved = m_savedSnippets.value(snippet);
             row.mergeInto(*snippet, saved);
             if (categoryPkOf(snippet->category()) == saved.categoryPk)
                 snippet->setCategory(categoriesByPk.value(row.categoryPk));
@@ -258,7 +258,7 @@ void PersistenceController::mergeSnippets(
             created->setCategory(categoriesByPk.value(row.categoryPk));
             snippet = insertSnippet(std::move(created));
         }
-        m_savedSnippets.insert(snippet, row);
+        m_savedSnippets.insert(snippet, SnippetFingerprint::of(row));
     }
     QSet<const SnippetEntity*> gone;
     for (SnippetEntity* snippet : std::as_const(stored)) {
@@ -395,8 +395,8 @@ void PersistenceController::save()
     for (SnippetEntity* snippet : changes.snippets) {
         const std::int64_t pk = newSnippetPks.contains(snippet) ? newSnippetPks.value(snippet)
                                                                 : m_savedSnippets.value(snippet).pk;
-        m_savedSnippets.insert(snippet,
-                               SnippetRow::of(*snippet, pk, categoryPkOf(snippet->category())));
+        m_savedSnippets.insert(
+            snippet, SnippetFingerprint::of(*snippet, pk, categoryPkOf(snippet->category())));
     }
     m_deletedCategoryPks.clear();
     m_deletedSnippetPks.clear();

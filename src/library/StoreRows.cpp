@@ -4,6 +4,8 @@
 #include "SnippetEntity.h"
 #include "SqliteDatabase.h"
 
+#include <QHashFunctions>
+
 namespace {
 
 // Dates are stored as milliseconds since the epoch, UTC; ids in canonical upper-case form.
@@ -46,6 +48,46 @@ void merge(const Value& stored, const Value& saved, const Value& current, Setter
 {
     if (current == saved)
         set(stored);
+}
+
+// Column fingerprints. Absent is 0 and a present value never is, so that presence is told
+// exactly; two different present values share a fingerprint with a chance of 2^-64. The seed
+// is not 0 because Qt picks its fast AES-based hash only with a seed.
+constexpr std::size_t fingerprintSeed = 0x9e3779b97f4a7c15;
+
+std::uint64_t present(std::size_t hash)
+{
+    return hash ? hash : 1;
+}
+
+std::uint64_t fingerprint(const std::optional<QString>& text)
+{
+    return text ? present(qHash(QStringView(*text), fingerprintSeed)) : 0;
+}
+
+std::uint64_t fingerprint(const std::optional<QUuid>& id)
+{
+    if (!id)
+        return 0;
+    std::uint64_t parts[2] = {
+        (std::uint64_t(id->data1) << 32) | (std::uint64_t(id->data2) << 16) | id->data3, 0};
+    for (int i = 0; i < 8; ++i)
+        parts[1] = (parts[1] << 8) | id->data4[i];
+    return present(qHashBits(parts, sizeof parts, fingerprintSeed));
+}
+
+void markDate(const std::optional<QDateTime>& date, std::int64_t& ms, std::uint8_t& state)
+{
+    ms = date && date->isValid() ? date->toMSecsSinceEpoch() : 0;
+    state = !date ? 0 : date->isValid() ? 2 : 1;
+}
+
+bool sameDate(const std::optional<QDateTime>& date, std::int64_t ms, std::uint8_t state)
+{
+    std::int64_t currentMs = 0;
+    std::uint8_t currentState = 0;
+    markDate(date, currentMs, currentState);
+    return currentMs == ms && currentState == state;
 }
 
 } // namespace
@@ -139,15 +181,6 @@ SnippetRow SnippetRow::of(const SnippetEntity& s, std::int64_t pk, std::int64_t 
             s.trashedAt()};
 }
 
-bool SnippetRow::matches(const SnippetEntity& s, std::int64_t category) const
-{
-    return categoryPk == category && isRichText == s.isRichText() &&
-           isCodeSnippet == s.isCodeSnippet() && id == s.id() && title == s.title() &&
-           abbreviation == s.abbreviation() && expandedText == s.expandedText() &&
-           expandedTextRTF == s.expandedTextRTF() && codeLanguage == s.codeLanguage() &&
-           createdAt == s.createdAt() && updatedAt == s.updatedAt() && trashedAt == s.trashedAt();
-}
-
 SnippetRow SnippetRow::read(const SqliteStatement& row)
 {
     return {row.int64(0),        idAt(row, 1),        row.optionalText(2), row.optionalText(3),
@@ -171,26 +204,37 @@ void SnippetRow::applyTo(SnippetEntity& s) const
     s.setTrashedAt(trashedAt);
 }
 
-void SnippetRow::mergeInto(SnippetEntity& s, const SnippetRow& saved) const
+void SnippetRow::mergeInto(SnippetEntity& s, const SnippetFingerprint& saved) const
 {
-    const SnippetRow current = of(s, pk, saved.categoryPk);
-    merge(id, saved.id, current.id, [&](const auto& v) { s.setId(v); });
-    merge(title, saved.title, current.title, [&](const auto& v) { s.setTitle(v); });
-    merge(abbreviation, saved.abbreviation, current.abbreviation,
-          [&](const auto& v) { s.setAbbreviation(v); });
-    merge(expandedText, saved.expandedText, current.expandedText,
-          [&](const auto& v) { s.setExpandedText(v); });
-    merge(expandedTextRTF, saved.expandedTextRTF, current.expandedTextRTF,
-          [&](const auto& v) { s.setExpandedTextRTF(v); });
-    merge(isRichText, saved.isRichText, current.isRichText,
-          [&](const auto& v) { s.setRichText(v); });
-    merge(isCodeSnippet, saved.isCodeSnippet, current.isCodeSnippet,
-          [&](const auto& v) { s.setCodeSnippet(v); });
-    merge(codeLanguage, saved.codeLanguage, current.codeLanguage,
-          [&](const auto& v) { s.setCodeLanguage(v); });
-    merge(createdAt, saved.createdAt, current.createdAt, [&](const auto& v) { s.setCreatedAt(v); });
-    merge(updatedAt, saved.updatedAt, current.updatedAt, [&](const auto& v) { s.setUpdatedAt(v); });
-    merge(trashedAt, saved.trashedAt, current.trashedAt, [&](const auto& v) { s.setTrashedAt(v); });
+    // Every test is made before the first column is set.
+    const SnippetFingerprint current = SnippetFingerprint::of(s, pk, saved.categoryPk);
+    const auto unchanged = [&](auto field) { return current.*field == saved.*field; };
+    const auto sameDates = [&](auto ms, auto state) {
+        return current.*ms == saved.*ms && current.*state == saved.*state;
+    };
+    using F = SnippetFingerprint;
+    if (unchanged(&F::id))
+        s.setId(id);
+    if (unchanged(&F::title))
+        s.setTitle(title);
+    if (unchanged(&F::abbreviation))
+        s.setAbbreviation(abbreviation);
+    if (saved.sameExpandedText(s.expandedText()))
+        s.setExpandedText(expandedText);
+    if (saved.sameExpandedTextRTF(s.expandedTextRTF()))
+        s.setExpandedTextRTF(expandedTextRTF);
+    if (unchanged(&F::isRichText))
+        s.setRichText(isRichText);
+    if (unchanged(&F::isCodeSnippet))
+        s.setCodeSnippet(isCodeSnippet);
+    if (unchanged(&F::codeLanguage))
+        s.setCodeLanguage(codeLanguage);
+    if (sameDates(&F::createdAt, &F::createdAtState))
+        s.setCreatedAt(createdAt);
+    if (sameDates(&F::updatedAt, &F::updatedAtState))
+        s.setUpdatedAt(updatedAt);
+    if (sameDates(&F::trashedAt, &F::trashedAtState))
+        s.setTrashedAt(trashedAt);
 }
 
 void SnippetRow::bindValues(SqliteStatement& st) const
@@ -228,4 +272,78 @@ const char* SnippetRow::updateSql()
     return "UPDATE snippet SET id = ?1, title = ?2, abbreviation = ?3, expanded_text = ?4, "
            "expanded_text_rtf = ?5, is_rich_text = ?6, is_code_snippet = ?7, code_language = ?8, "
            "category_pk = ?9, created_at = ?10, updated_at = ?11, trashed_at = ?12 WHERE pk = ?13";
+}
+
+SnippetFingerprint SnippetFingerprint::of(const SnippetEntity& s, std::int64_t pk,
+                                          std::int64_t categoryPk)
+{
+    SnippetFingerprint f;
+    f.pk = pk;
+    f.categoryPk = categoryPk;
+    f.id = fingerprint(s.id());
+    f.title = fingerprint(s.title());
+    f.abbreviation = fingerprint(s.abbreviation());
+    f.hasExpandedText = s.expandedText().has_value();
+    f.expandedText = s.expandedText().value_or(QString());
+    f.hasExpandedTextRTF = s.expandedTextRTF().has_value();
+    f.expandedTextRTF = s.expandedTextRTF().value_or(QByteArray());
+    f.codeLanguage = fingerprint(s.codeLanguage());
+    markDate(s.createdAt(), f.createdAt, f.createdAtState);
+    markDate(s.updatedAt(), f.updatedAt, f.updatedAtState);
+    markDate(s.trashedAt(), f.trashedAt, f.trashedAtState);
+    f.isRichText = s.isRichText();
+    f.isCodeSnippet = s.isCodeSnippet();
+    return f;
+}
+
+SnippetFingerprint SnippetFingerprint::of(const SnippetRow& row)
+{
+    SnippetFingerprint f;
+    f.pk = row.pk;
+    f.categoryPk = row.categoryPk;
+    f.id = fingerprint(row.id);
+    f.title = fingerprint(row.title);
+    f.abbreviation = fingerprint(row.abbreviation);
+    f.hasExpandedText = row.expandedText.has_value();
+    f.expandedText = row.expandedText.value_or(QString());
+    f.hasExpandedTextRTF = row.expandedTextRTF.has_value();
+    f.expandedTextRTF = row.expandedTextRTF.value_or(QByteArray());
+    f.codeLanguage = fingerprint(row.codeLanguage);
+    markDate(row.createdAt, f.createdAt, f.createdAtState);
+    markDate(row.updatedAt, f.updatedAt, f.updatedAtState);
+    markDate(row.trashedAt, f.trashedAt, f.trashedAtState);
+    f.isRichText = row.isRichText;
+    f.isCodeSnippet = row.isCodeSnippet;
+    return f;
+}
+
+bool SnippetFingerprint::matches(const SnippetEntity& s, std::int64_t category) const
+{
+    return categoryPk == category && isRichText == s.isRichText() &&
+           isCodeSnippet == s.isCodeSnippet() &&
+           sameDate(s.updatedAt(), updatedAt, updatedAtState) &&
+           sameDate(s.trashedAt(), trashedAt, trashedAtState) &&
+           sameDate(s.createdAt(), createdAt, createdAtState) && id == fingerprint(s.id()) &&
+           title == fingerprint(s.title()) && abbreviation == fingerprint(s.abbreviation()) &&
+           codeLanguage == fingerprint(s.codeLanguage()) && sameExpandedText(s.expandedText()) &&
+           sameExpandedTextRTF(s.expandedTextRTF());
+}
+
+bool SnippetFingerprint::sameExpandedText(const std::optional<QString>& text) const
+{
+    if (!text)
+        return !hasExpandedText;
+    // The same data is the same text: any change to a shared string copies it first.
+    return hasExpandedText && ((text->constData() == expandedText.constData() &&
+                                text->size() == expandedText.size()) ||
+                               *text == expandedText);
+}
+
+bool SnippetFingerprint::sameExpandedTextRTF(const std::optional<QByteArray>& rtf) const
+{
+    if (!rtf)
+        return !hasExpandedTextRTF;
+    return hasExpandedTextRTF && ((rtf->constData() == expandedTextRTF.constData() &&
+                                   rtf->size() == expandedTextRTF.size()) ||
+                                  *rtf == expandedTextRTF);
 }

@@ -39,6 +39,8 @@ struct CategoryRow {
     friend bool operator==(const CategoryRow&, const CategoryRow&) = default;
 };
 
+struct SnippetFingerprint;
+
 struct SnippetRow {
     std::int64_t pk = 0;
     std::optional<QUuid> id;
@@ -55,11 +57,10 @@ struct SnippetRow {
     std::optional<QDateTime> trashedAt;
 
     static SnippetRow of(const SnippetEntity& snippet, std::int64_t pk, std::int64_t categoryPk);
-    bool matches(const SnippetEntity& snippet, std::int64_t categoryPk) const;
     static SnippetRow read(const SqliteStatement& row);
     // The category is resolved by the caller, which knows the rows' keys.
     void applyTo(SnippetEntity& snippet) const;
-    void mergeInto(SnippetEntity& snippet, const SnippetRow& saved) const;
+    void mergeInto(SnippetEntity& snippet, const SnippetFingerprint& saved) const;
     void bindValues(SqliteStatement& statement) const; // parameters 1..12
 
     static const char* selectSql();
@@ -67,4 +68,42 @@ struct SnippetRow {
     static const char* updateSql(); // parameter 13: pk
 
     friend bool operator==(const SnippetRow&, const SnippetRow&) = default;
+};
+
+// A snippet as last saved, kept for every stored snippet, at a fraction of a full row's size:
+// enough to tell, column by column, whether a record still holds what was saved. The short
+// texts and the id are kept as 64-bit hashes. The expansion and its RTF, the long ones, are
+// kept as the record's own implicitly shared value, no copy: while the fingerprint holds it,
+// an unchanged record still points at the same data, which compares without reading it.
+struct SnippetFingerprint {
+    std::int64_t pk = 0;
+    std::int64_t categoryPk = 0;
+    std::uint64_t id = 0;
+    std::uint64_t title = 0;
+    std::uint64_t abbreviation = 0;
+    std::uint64_t codeLanguage = 0;
+    QString expandedText;       // null when absent
+    QByteArray expandedTextRTF; // null when absent
+    // Dates by instant, like QDateTime's own comparison: milliseconds, and whether the date is
+    // absent (0), invalid (1) or valid (2).
+    std::int64_t createdAt = 0;
+    std::int64_t updatedAt = 0;
+    std::int64_t trashedAt = 0;
+    std::uint8_t createdAtState = 0;
+    std::uint8_t updatedAtState = 0;
+    std::uint8_t trashedAtState = 0;
+    bool isRichText = false;
+    bool isCodeSnippet = false;
+    bool hasExpandedText = false;
+    bool hasExpandedTextRTF = false;
+
+    static SnippetFingerprint of(const SnippetEntity& snippet, std::int64_t pk,
+                                 std::int64_t categoryPk);
+    static SnippetFingerprint of(const SnippetRow& row);
+    // Whether the record still holds the saved values; the cheap columns are compared first.
+    bool matches(const SnippetEntity& snippet, std::int64_t categoryPk) const;
+    bool sameExpandedText(const std::optional<QString>& text) const;
+    bool sameExpandedTextRTF(const std::optional<QByteArray>& rtf) const;
+
+    friend bool operator==(const SnippetFingerprint&, const SnippetFingerprint&) = default;
 };
