@@ -206,34 +206,27 @@ void SnippetRow::applyTo(SnippetEntity& s) const
 
 void SnippetRow::mergeInto(SnippetEntity& s, const SnippetFingerprint& saved) const
 {
-    // Every test is made before the first column is set.
-    const SnippetFingerprint current = SnippetFingerprint::of(s, pk, saved.categoryPk);
-    const auto unchanged = [&](auto field) { return current.*field == saved.*field; };
-    const auto sameDates = [&](auto ms, auto state) {
-        return current.*ms == saved.*ms && current.*state == saved.*state;
-    };
-    using F = SnippetFingerprint;
-    if (unchanged(&F::id))
+    if (saved.sameId(s.id()))
         s.setId(id);
-    if (unchanged(&F::title))
+    if (saved.sameTitle(s.title()))
         s.setTitle(title);
-    if (unchanged(&F::abbreviation))
+    if (saved.sameAbbreviation(s.abbreviation()))
         s.setAbbreviation(abbreviation);
     if (saved.sameExpandedText(s.expandedText()))
         s.setExpandedText(expandedText);
     if (saved.sameExpandedTextRTF(s.expandedTextRTF()))
         s.setExpandedTextRTF(expandedTextRTF);
-    if (unchanged(&F::isRichText))
+    if (saved.isRichText == s.isRichText())
         s.setRichText(isRichText);
-    if (unchanged(&F::isCodeSnippet))
+    if (saved.isCodeSnippet == s.isCodeSnippet())
         s.setCodeSnippet(isCodeSnippet);
-    if (unchanged(&F::codeLanguage))
+    if (saved.sameCodeLanguage(s.codeLanguage()))
         s.setCodeLanguage(codeLanguage);
-    if (sameDates(&F::createdAt, &F::createdAtState))
+    if (saved.sameCreatedAt(s.createdAt()))
         s.setCreatedAt(createdAt);
-    if (sameDates(&F::updatedAt, &F::updatedAtState))
+    if (saved.sameUpdatedAt(s.updatedAt()))
         s.setUpdatedAt(updatedAt);
-    if (sameDates(&F::trashedAt, &F::trashedAtState))
+    if (saved.sameTrashedAt(s.trashedAt()))
         s.setTrashedAt(trashedAt);
 }
 
@@ -274,76 +267,126 @@ const char* SnippetRow::updateSql()
            "category_pk = ?9, created_at = ?10, updated_at = ?11, trashed_at = ?12 WHERE pk = ?13";
 }
 
-SnippetFingerprint SnippetFingerprint::of(const SnippetEntity& s, std::int64_t pk,
-                                          std::int64_t categoryPk)
+namespace {
+
+template <typename Text> void keep(const std::optional<Text>& value, Text& saved, bool& present)
+{
+    saved = value.value_or(Text());
+    present = value.has_value();
+}
+
+// The same data is the same text: writing to a string that is shared copies it first.
+template <typename Text>
+bool sameText(const std::optional<Text>& current, const Text& saved, bool present)
+{
+    if (!current)
+        return !present;
+    return present &&
+           ((current->constData() == saved.constData() && current->size() == saved.size()) ||
+            *current == saved);
+}
+
+template <typename Row>
+SnippetFingerprint fingerprintOf(const Row& r, std::int64_t pk, std::int64_t categoryPk)
 {
     SnippetFingerprint f;
     f.pk = pk;
     f.categoryPk = categoryPk;
-    f.id = fingerprint(s.id());
-    f.title = fingerprint(s.title());
-    f.abbreviation = fingerprint(s.abbreviation());
-    f.hasExpandedText = s.expandedText().has_value();
-    f.expandedText = s.expandedText().value_or(QString());
-    f.hasExpandedTextRTF = s.expandedTextRTF().has_value();
-    f.expandedTextRTF = s.expandedTextRTF().value_or(QByteArray());
-    f.codeLanguage = fingerprint(s.codeLanguage());
-    markDate(s.createdAt(), f.createdAt, f.createdAtState);
-    markDate(s.updatedAt(), f.updatedAt, f.updatedAtState);
-    markDate(s.trashedAt(), f.trashedAt, f.trashedAtState);
-    f.isRichText = s.isRichText();
-    f.isCodeSnippet = s.isCodeSnippet();
+    f.id = fingerprint(r.id());
+    f.codeLanguage = fingerprint(r.codeLanguage());
+    keep(r.title(), f.title, f.hasTitle);
+    keep(r.abbreviation(), f.abbreviation, f.hasAbbreviation);
+    keep(r.expandedText(), f.expandedText, f.hasExpandedText);
+    keep(r.expandedTextRTF(), f.expandedTextRTF, f.hasExpandedTextRTF);
+    markDate(r.createdAt(), f.createdAt, f.createdAtState);
+    markDate(r.updatedAt(), f.updatedAt, f.updatedAtState);
+    markDate(r.trashedAt(), f.trashedAt, f.trashedAtState);
+    f.isRichText = r.isRichText();
+    f.isCodeSnippet = r.isCodeSnippet();
     return f;
+}
+
+// A row read from the file seen through the record's getters, so both kinds of fingerprint
+// come from the same code.
+struct RowView {
+    const SnippetRow& row;
+    const std::optional<QUuid>& id() const { return row.id; }
+    const std::optional<QString>& title() const { return row.title; }
+    const std::optional<QString>& abbreviation() const { return row.abbreviation; }
+    const std::optional<QString>& expandedText() const { return row.expandedText; }
+    const std::optional<QByteArray>& expandedTextRTF() const { return row.expandedTextRTF; }
+    bool isRichText() const { return row.isRichText; }
+    bool isCodeSnippet() const { return row.isCodeSnippet; }
+    const std::optional<QString>& codeLanguage() const { return row.codeLanguage; }
+    const std::optional<QDateTime>& createdAt() const { return row.createdAt; }
+    const std::optional<QDateTime>& updatedAt() const { return row.updatedAt; }
+    const std::optional<QDateTime>& trashedAt() const { return row.trashedAt; }
+};
+
+} // namespace
+
+SnippetFingerprint SnippetFingerprint::of(const SnippetEntity& s, std::int64_t pk,
+                                          std::int64_t categoryPk)
+{
+    return fingerprintOf(s, pk, categoryPk);
 }
 
 SnippetFingerprint SnippetFingerprint::of(const SnippetRow& row)
 {
-    SnippetFingerprint f;
-    f.pk = row.pk;
-    f.categoryPk = row.categoryPk;
-    f.id = fingerprint(row.id);
-    f.title = fingerprint(row.title);
-    f.abbreviation = fingerprint(row.abbreviation);
-    f.hasExpandedText = row.expandedText.has_value();
-    f.expandedText = row.expandedText.value_or(QString());
-    f.hasExpandedTextRTF = row.expandedTextRTF.has_value();
-    f.expandedTextRTF = row.expandedTextRTF.value_or(QByteArray());
-    f.codeLanguage = fingerprint(row.codeLanguage);
-    markDate(row.createdAt, f.createdAt, f.createdAtState);
-    markDate(row.updatedAt, f.updatedAt, f.updatedAtState);
-    markDate(row.trashedAt, f.trashedAt, f.trashedAtState);
-    f.isRichText = row.isRichText;
-    f.isCodeSnippet = row.isCodeSnippet;
-    return f;
+    return fingerprintOf(RowView{row}, row.pk, row.categoryPk);
 }
 
 bool SnippetFingerprint::matches(const SnippetEntity& s, std::int64_t category) const
 {
     return categoryPk == category && isRichText == s.isRichText() &&
-           isCodeSnippet == s.isCodeSnippet() &&
-           sameDate(s.updatedAt(), updatedAt, updatedAtState) &&
-           sameDate(s.trashedAt(), trashedAt, trashedAtState) &&
-           sameDate(s.createdAt(), createdAt, createdAtState) && id == fingerprint(s.id()) &&
-           title == fingerprint(s.title()) && abbreviation == fingerprint(s.abbreviation()) &&
-           codeLanguage == fingerprint(s.codeLanguage()) && sameExpandedText(s.expandedText()) &&
-           sameExpandedTextRTF(s.expandedTextRTF());
+           isCodeSnippet == s.isCodeSnippet() && sameUpdatedAt(s.updatedAt()) &&
+           sameTrashedAt(s.trashedAt()) && sameCreatedAt(s.createdAt()) && sameId(s.id()) &&
+           sameTitle(s.title()) && sameAbbreviation(s.abbreviation()) &&
+           sameExpandedText(s.expandedText()) && sameExpandedTextRTF(s.expandedTextRTF()) &&
+           sameCodeLanguage(s.codeLanguage());
 }
 
-bool SnippetFingerprint::sameExpandedText(const std::optional<QString>& text) const
+bool SnippetFingerprint::sameId(const std::optional<QUuid>& value) const
 {
-    if (!text)
-        return !hasExpandedText;
-    // The same data is the same text: any change to a shared string copies it first.
-    return hasExpandedText && ((text->constData() == expandedText.constData() &&
-                                text->size() == expandedText.size()) ||
-                               *text == expandedText);
+    return id == fingerprint(value);
 }
 
-bool SnippetFingerprint::sameExpandedTextRTF(const std::optional<QByteArray>& rtf) const
+bool SnippetFingerprint::sameTitle(const std::optional<QString>& value) const
 {
-    if (!rtf)
-        return !hasExpandedTextRTF;
-    return hasExpandedTextRTF && ((rtf->constData() == expandedTextRTF.constData() &&
-                                   rtf->size() == expandedTextRTF.size()) ||
-                                  *rtf == expandedTextRTF);
+    return sameText(value, title, hasTitle);
+}
+
+bool SnippetFingerprint::sameAbbreviation(const std::optional<QString>& value) const
+{
+    return sameText(value, abbreviation, hasAbbreviation);
+}
+
+bool SnippetFingerprint::sameExpandedText(const std::optional<QString>& value) const
+{
+    return sameText(value, expandedText, hasExpandedText);
+}
+
+bool SnippetFingerprint::sameExpandedTextRTF(const std::optional<QByteArray>& value) const
+{
+    return sameText(value, expandedTextRTF, hasExpandedTextRTF);
+}
+
+bool SnippetFingerprint::sameCodeLanguage(const std::optional<QString>& value) const
+{
+    return codeLanguage == fingerprint(value);
+}
+
+bool SnippetFingerprint::sameCreatedAt(const std::optional<QDateTime>& value) const
+{
+    return sameDate(value, createdAt, createdAtState);
+}
+
+bool SnippetFingerprint::sameUpdatedAt(const std::optional<QDateTime>& value) const
+{
+    return sameDate(value, updatedAt, updatedAtState);
+}
+
+bool SnippetFingerprint::sameTrashedAt(const std::optional<QDateTime>& value) const
+{
+    return sameDate(value, trashedAt, trashedAtState);
 }

@@ -70,20 +70,20 @@ struct SnippetRow {
     friend bool operator==(const SnippetRow&, const SnippetRow&) = default;
 };
 
-// A snippet as last saved, kept for every stored snippet, at a fraction of a full row's size:
-// enough to tell, column by column, whether a record still holds what was saved. The short
-// texts and the id are kept as 64-bit hashes. The expansion and its RTF, the long ones, are
-// kept as the record's own implicitly shared value, no copy: while the fingerprint holds it,
-// an unchanged record still points at the same data, which compares without reading it.
+// A snippet as last saved, kept for every stored snippet in a fraction of a full row's size:
+// enough to tell, column by column, whether a record still holds what was saved. The texts
+// are the record's own implicitly shared values, not copies: while the fingerprint holds one,
+// an unchanged record still points at the same data, which compares without reading it. The
+// id and the code language are 64-bit hashes, the rest exact.
 struct SnippetFingerprint {
     std::int64_t pk = 0;
     std::int64_t categoryPk = 0;
     std::uint64_t id = 0;
-    std::uint64_t title = 0;
-    std::uint64_t abbreviation = 0;
     std::uint64_t codeLanguage = 0;
-    QString expandedText;       // null when absent
-    QByteArray expandedTextRTF; // null when absent
+    QString title; // null when absent, as the three below
+    QString abbreviation;
+    QString expandedText;
+    QByteArray expandedTextRTF;
     // Dates by instant, like QDateTime's own comparison: milliseconds, and whether the date is
     // absent (0), invalid (1) or valid (2).
     std::int64_t createdAt = 0;
@@ -94,16 +94,24 @@ struct SnippetFingerprint {
     std::uint8_t trashedAtState = 0;
     bool isRichText = false;
     bool isCodeSnippet = false;
+    bool hasTitle = false;
+    bool hasAbbreviation = false;
     bool hasExpandedText = false;
     bool hasExpandedTextRTF = false;
 
     static SnippetFingerprint of(const SnippetEntity& snippet, std::int64_t pk,
                                  std::int64_t categoryPk);
     static SnippetFingerprint of(const SnippetRow& row);
-    // Whether the record still holds the saved values; the cheap columns are compared first.
+    // Whether the record still holds the saved values.
     bool matches(const SnippetEntity& snippet, std::int64_t categoryPk) const;
+
+    bool sameId(const std::optional<QUuid>& id) const;
+    bool sameTitle(const std::optional<QString>& title) const;
+    bool sameAbbreviation(const std::optional<QString>& abbreviation) const;
     bool sameExpandedText(const std::optional<QString>& text) const;
     bool sameExpandedTextRTF(const std::optional<QByteArray>& rtf) const;
-
-    friend bool operator==(const SnippetFingerprint&, const SnippetFingerprint&) = default;
+    bool sameCodeLanguage(const std::optional<QString>& language) const;
+    bool sameCreatedAt(const std::optional<QDateTime>& at) const;
+    bool sameUpdatedAt(const std::optional<QDateTime>& at) const;
+    bool sameTrashedAt(const std::optional<QDateTime>& at) const;
 };
