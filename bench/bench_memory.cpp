@@ -60,7 +60,9 @@ Memory currentMemory()
 std::vector<SnippetRecord> engineRecords(const PersistenceController& store)
 {
     std::vector<SnippetRecord> records;
-    for (const SnippetEntity* s : store.fetchActiveSnippets()) {
+    const QList<SnippetEntity*> active = store.fetchActiveSnippets();
+    records.reserve(std::size_t(active.size()));
+    for (const SnippetEntity* s : active) {
         if (!s->abbreviation() || s->abbreviation()->isEmpty() || !s->expandedText())
             continue;
         records.push_back({*s->abbreviation(), *s->expandedText(), s->isRichText(),
@@ -198,8 +200,9 @@ int main(int argc, char** argv)
             sizes.append(argument.toInt());
     }
     QTextStream out(stdout);
-    out << "snippets\ttext KB\tstore anon MB\t+engine anon MB\t+engine RSS MB\theap MB"
-           "\tKB/snippet (anon, store)\tKB/snippet (anon, +engine)\tKB/snippet (heap)\n";
+    out << "snippets\ttext KB\tstore anon MB\tstore heap MB\t+engine anon MB\t+engine heap MB"
+           "\t+engine RSS MB\tKB/snippet (anon, store)\tKB/snippet (anon, +engine)"
+           "\tKB/snippet (heap, +engine)\n";
     std::optional<Result> empty;
     for (const int size : sizes) {
         const QString path = benchFolder().filePath(QStringLiteral("library-%1.sqlite").arg(size));
@@ -213,9 +216,10 @@ int main(int argc, char** argv)
             empty = r;
         out << r->count << '\t' << r->textBytes / 1024 << '\t'
             << QString::number(double(r->loaded.anonymousKb) / 1024.0, 'f', 1) << '\t'
+            << QString::number(double(r->loaded.heapKb) / 1024.0, 'f', 1) << '\t'
             << QString::number(double(r->engine.anonymousKb) / 1024.0, 'f', 1) << '\t'
-            << QString::number(double(r->engine.rssKb) / 1024.0, 'f', 1) << '\t'
             << QString::number(double(r->engine.heapKb) / 1024.0, 'f', 1) << '\t'
+            << QString::number(double(r->engine.rssKb) / 1024.0, 'f', 1) << '\t'
             << QString::number(
                    perSnippet(r->loaded.anonymousKb, empty->loaded.anonymousKb, r->count), 'f', 3)
             << '\t'

@@ -12,6 +12,10 @@ AbbreviationIndex::AbbreviationIndex(std::span<const QString> abbreviations)
     // Every canonical form, reversed, in one buffer; then the list positions sorted by them.
     // Built from the sorted keys level by level, the trie needs no per-node allocations.
     std::u16string keys;
+    std::size_t totalLength = 0;
+    for (const QString& abbreviation : abbreviations)
+        totalLength += std::size_t(abbreviation.size());
+    keys.reserve(totalLength); // canonical forms are rarely longer
     std::vector<std::size_t> keyStart(abbreviations.size() + 1, 0);
     std::vector<std::uint32_t> order;
     order.reserve(abbreviations.size());
@@ -31,10 +35,22 @@ AbbreviationIndex::AbbreviationIndex(std::span<const QString> abbreviations)
     std::stable_sort(order.begin(), order.end(),
                      [&](std::uint32_t a, std::uint32_t b) { return keyOf(a) < keyOf(b); });
 
-    // At most one node per key unit, plus the root.
-    m_units.reserve(keys.size() + 1);
-    m_listPosition.reserve(keys.size() + 1);
-    m_firstChild.reserve(keys.size() + 2);
+    // Each key adds a node for every unit past what it shares with the key before it.
+    std::size_t nodes = 1;
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        const std::u16string_view key = keyOf(order[i]);
+        std::size_t shared = 0;
+        if (i > 0) {
+            const std::u16string_view previous = keyOf(order[i - 1]);
+            while (shared < key.size() && shared < previous.size() &&
+                   key[shared] == previous[shared])
+                ++shared;
+        }
+        nodes += key.size() - shared;
+    }
+    m_units.reserve(nodes);
+    m_listPosition.reserve(nodes);
+    m_firstChild.reserve(nodes + 1);
     m_units.push_back(0);
     m_listPosition.push_back(noEntry);
 
@@ -71,9 +87,7 @@ AbbreviationIndex::AbbreviationIndex(std::span<const QString> abbreviations)
         level.swap(next);
     }
     m_firstChild.push_back(static_cast<std::uint32_t>(m_units.size()));
-    m_units.shrink_to_fit();
-    m_listPosition.shrink_to_fit();
-    m_firstChild.shrink_to_fit();
+    Q_ASSERT(m_units.size() == nodes);
 }
 
 std::uint32_t AbbreviationIndex::child(std::uint32_t node, char16_t unit) const
