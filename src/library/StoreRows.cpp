@@ -65,29 +65,9 @@ std::uint64_t fingerprint(const std::optional<QString>& text)
     return text ? present(qHash(QStringView(*text), fingerprintSeed)) : 0;
 }
 
-std::uint64_t fingerprint(const std::optional<QUuid>& id)
+bool sameDate(const std::optional<QDateTime>& current, const QDateTime& saved, bool present)
 {
-    if (!id)
-        return 0;
-    std::uint64_t parts[2] = {
-        (std::uint64_t(id->data1) << 32) | (std::uint64_t(id->data2) << 16) | id->data3, 0};
-    for (int i = 0; i < 8; ++i)
-        parts[1] = (parts[1] << 8) | id->data4[i];
-    return present(qHashBits(parts, sizeof parts, fingerprintSeed));
-}
-
-void markDate(const std::optional<QDateTime>& date, std::int64_t& ms, std::uint8_t& state)
-{
-    ms = date && date->isValid() ? date->toMSecsSinceEpoch() : 0;
-    state = !date ? 0 : date->isValid() ? 2 : 1;
-}
-
-bool sameDate(const std::optional<QDateTime>& date, std::int64_t ms, std::uint8_t state)
-{
-    std::int64_t currentMs = 0;
-    std::uint8_t currentState = 0;
-    markDate(date, currentMs, currentState);
-    return currentMs == ms && currentState == state;
+    return current ? present && *current == saved : !present;
 }
 
 } // namespace
@@ -269,9 +249,9 @@ const char* SnippetRow::updateSql()
 
 namespace {
 
-template <typename Text> void keep(const std::optional<Text>& value, Text& saved, bool& present)
+template <typename Value> void keep(const std::optional<Value>& value, Value& saved, bool& present)
 {
-    saved = value.value_or(Text());
+    saved = value.value_or(Value());
     present = value.has_value();
 }
 
@@ -292,15 +272,15 @@ SnippetFingerprint fingerprintOf(const Row& r, std::int64_t pk, std::int64_t cat
     SnippetFingerprint f;
     f.pk = pk;
     f.categoryPk = categoryPk;
-    f.id = fingerprint(r.id());
+    keep(r.id(), f.id, f.hasId);
     f.codeLanguage = fingerprint(r.codeLanguage());
     keep(r.title(), f.title, f.hasTitle);
     keep(r.abbreviation(), f.abbreviation, f.hasAbbreviation);
     keep(r.expandedText(), f.expandedText, f.hasExpandedText);
     keep(r.expandedTextRTF(), f.expandedTextRTF, f.hasExpandedTextRTF);
-    markDate(r.createdAt(), f.createdAt, f.createdAtState);
-    markDate(r.updatedAt(), f.updatedAt, f.updatedAtState);
-    markDate(r.trashedAt(), f.trashedAt, f.trashedAtState);
+    keep(r.createdAt(), f.createdAt, f.hasCreatedAt);
+    keep(r.updatedAt(), f.updatedAt, f.hasUpdatedAt);
+    keep(r.trashedAt(), f.trashedAt, f.hasTrashedAt);
     f.isRichText = r.isRichText();
     f.isCodeSnippet = r.isCodeSnippet();
     return f;
@@ -338,17 +318,21 @@ SnippetFingerprint SnippetFingerprint::of(const SnippetRow& row)
 
 bool SnippetFingerprint::matches(const SnippetEntity& s, std::int64_t category) const
 {
+    // Runs over the whole library at every save, hence the inlined helpers.
     return categoryPk == category && isRichText == s.isRichText() &&
-           isCodeSnippet == s.isCodeSnippet() && sameUpdatedAt(s.updatedAt()) &&
-           sameTrashedAt(s.trashedAt()) && sameCreatedAt(s.createdAt()) && sameId(s.id()) &&
-           sameTitle(s.title()) && sameAbbreviation(s.abbreviation()) &&
-           sameExpandedText(s.expandedText()) && sameExpandedTextRTF(s.expandedTextRTF()) &&
+           isCodeSnippet == s.isCodeSnippet() && sameDate(s.updatedAt(), updatedAt, hasUpdatedAt) &&
+           sameDate(s.trashedAt(), trashedAt, hasTrashedAt) &&
+           sameDate(s.createdAt(), createdAt, hasCreatedAt) &&
+           sameText(s.title(), title, hasTitle) &&
+           sameText(s.abbreviation(), abbreviation, hasAbbreviation) &&
+           sameText(s.expandedText(), expandedText, hasExpandedText) &&
+           sameText(s.expandedTextRTF(), expandedTextRTF, hasExpandedTextRTF) && sameId(s.id()) &&
            sameCodeLanguage(s.codeLanguage());
 }
 
 bool SnippetFingerprint::sameId(const std::optional<QUuid>& value) const
 {
-    return id == fingerprint(value);
+    return value ? hasId && *value == id : !hasId;
 }
 
 bool SnippetFingerprint::sameTitle(const std::optional<QString>& value) const
@@ -378,15 +362,15 @@ bool SnippetFingerprint::sameCodeLanguage(const std::optional<QString>& value) c
 
 bool SnippetFingerprint::sameCreatedAt(const std::optional<QDateTime>& value) const
 {
-    return sameDate(value, createdAt, createdAtState);
+    return sameDate(value, createdAt, hasCreatedAt);
 }
 
 bool SnippetFingerprint::sameUpdatedAt(const std::optional<QDateTime>& value) const
 {
-    return sameDate(value, updatedAt, updatedAtState);
+    return sameDate(value, updatedAt, hasUpdatedAt);
 }
 
 bool SnippetFingerprint::sameTrashedAt(const std::optional<QDateTime>& value) const
 {
-    return sameDate(value, trashedAt, trashedAtState);
+    return sameDate(value, trashedAt, hasTrashedAt);
 }

@@ -74,30 +74,29 @@ struct SnippetRow {
 // enough to tell, column by column, whether a record still holds what was saved. The texts
 // are the record's own implicitly shared values, not copies: while the fingerprint holds one,
 // an unchanged record still points at the same data, which compares without reading it. The
-// id and the code language are 64-bit hashes, the rest exact.
+// code language, rarely set, is a 64-bit hash; the rest is exact.
 struct SnippetFingerprint {
     std::int64_t pk = 0;
     std::int64_t categoryPk = 0;
-    std::uint64_t id = 0;
     std::uint64_t codeLanguage = 0;
+    QUuid id;      // null when absent
     QString title; // null when absent, as the three below
     QString abbreviation;
     QString expandedText;
     QByteArray expandedTextRTF;
-    // Dates by instant, like QDateTime's own comparison: milliseconds, and whether the date is
-    // absent (0), invalid (1) or valid (2).
-    std::int64_t createdAt = 0;
-    std::int64_t updatedAt = 0;
-    std::int64_t trashedAt = 0;
-    std::uint8_t createdAtState = 0;
-    std::uint8_t updatedAtState = 0;
-    std::uint8_t trashedAtState = 0;
+    QDateTime createdAt; // invalid when absent, as the two below
+    QDateTime updatedAt;
+    QDateTime trashedAt;
     bool isRichText = false;
     bool isCodeSnippet = false;
     bool hasTitle = false;
     bool hasAbbreviation = false;
     bool hasExpandedText = false;
     bool hasExpandedTextRTF = false;
+    bool hasCreatedAt = false;
+    bool hasUpdatedAt = false;
+    bool hasTrashedAt = false;
+    bool hasId = false;
 
     static SnippetFingerprint of(const SnippetEntity& snippet, std::int64_t pk,
                                  std::int64_t categoryPk);
