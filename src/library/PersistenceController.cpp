@@ -240,8 +240,13 @@ void PersistenceController::mergeSnippets(
     const std::vector<SnippetRow>& rows, const QHash<std::int64_t, CategoryEntity*>& categoriesByPk)
 {
     QHash<std::int64_t, SnippetEntity*> stored;
+    stored.reserve(m_savedSnippets.size());
     for (auto it = m_savedSnippets.cbegin(); it != m_savedSnippets.cend(); ++it)
         stored.insert(it.value().pk, const_cast<SnippetEntity*>(it.key()));
+    // Sized once for the rows: growing a hash of a large library step by step rehashes it
+    // again and again.
+    m_savedSnippets.reserve(qsizetype(rows.size()));
+    m_snippetSet.reserve(m_snippetSet.size() + qsizetype(rows.size()) - stored.size());
     for (const SnippetRow& row : rows) {
         if (std::find(m_deletedSnippetPks.cbegin(), m_deletedSnippetPks.cend(), row.pk) !=
             m_deletedSnippetPks.cend())
@@ -258,7 +263,7 @@ void PersistenceController::mergeSnippets(
             created->setCategory(categoriesByPk.value(row.categoryPk));
             snippet = insertSnippet(std::move(created));
         }
-        m_savedSnippets.insert(snippet, SnippetFingerprint::of(row));
+        m_savedSnippets.emplace(snippet, SnippetFingerprint::of(row));
     }
     QSet<const SnippetEntity*> gone;
     for (SnippetEntity* snippet : std::as_const(stored)) {
@@ -395,7 +400,7 @@ void PersistenceController::save()
     for (SnippetEntity* snippet : changes.snippets) {
         const std::int64_t pk = newSnippetPks.contains(snippet) ? newSnippetPks.value(snippet)
                                                                 : m_savedSnippets.value(snippet).pk;
-        m_savedSnippets.insert(
+        m_savedSnippets.emplace(
             snippet, SnippetFingerprint::of(*snippet, pk, categoryPkOf(snippet->category())));
     }
     m_deletedCategoryPks.clear();

@@ -87,7 +87,9 @@ private:
 
     template <typename T> static std::optional<T> present(bool has, const T& value)
     {
-        return has ? std::optional<T>(value) : std::nullopt;
+        if (has)
+            return value;
+        return std::nullopt;
     }
     template <typename T> static void keep(const std::optional<T>& value, T& to, bool& has)
     {
