@@ -374,3 +374,44 @@ bool SnippetFingerprint::sameTrashedAt(const std::optional<QDateTime>& value) co
 {
     return sameDate(value, trashedAt, hasTrashedAt);
 }
+
+const SnippetFingerprint* SavedSnippets::find(const SnippetEntity* snippet) const
+{
+    const auto it = m_slots.constFind(snippet);
+    return it == m_slots.cend() ? nullptr : &m_fingerprints[it.value()];
+}
+
+void SavedSnippets::insert(const SnippetEntity* snippet, SnippetFingerprint fingerprint)
+{
+    if (const auto it = m_slots.constFind(snippet); it != m_slots.cend()) {
+        m_fingerprints[it.value()] = std::move(fingerprint);
+        return;
+    }
+    std::uint32_t slot = 0;
+    if (m_freeSlots.empty()) {
+        slot = static_cast<std::uint32_t>(m_fingerprints.size());
+        m_fingerprints.push_back(std::move(fingerprint));
+    } else {
+        slot = m_freeSlots.back();
+        m_freeSlots.pop_back();
+        m_fingerprints[slot] = std::move(fingerprint);
+    }
+    m_slots.insert(snippet, slot);
+}
+
+void SavedSnippets::remove(const SnippetEntity* snippet)
+{
+    const auto it = m_slots.constFind(snippet);
+    if (it == m_slots.cend())
+        return;
+    // The slot waits for the next insert; the texts it shared are let go now.
+    m_fingerprints[it.value()] = SnippetFingerprint();
+    m_freeSlots.push_back(it.value());
+    m_slots.erase(it);
+}
+
+void SavedSnippets::reserve(qsizetype size)
+{
+    m_slots.reserve(size);
+    m_fingerprints.reserve(std::size_t(size));
+}

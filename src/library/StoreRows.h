@@ -2,10 +2,12 @@
 
 #include <QByteArray>
 #include <QDateTime>
+#include <QHash>
 #include <QString>
 #include <QUuid>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 class CategoryEntity;
 class SnippetEntity;
@@ -113,4 +115,26 @@ struct SnippetFingerprint {
     bool sameCreatedAt(const std::optional<QDateTime>& at) const;
     bool sameUpdatedAt(const std::optional<QDateTime>& at) const;
     bool sameTrashedAt(const std::optional<QDateTime>& at) const;
+};
+
+// The fingerprints of the stored snippets, in one plain array found through a small index: a
+// hash holding them as its values would leave a third of its room unused.
+class SavedSnippets {
+public:
+    // Valid until the next insert.
+    const SnippetFingerprint* find(const SnippetEntity* snippet) const;
+    void insert(const SnippetEntity* snippet, SnippetFingerprint fingerprint);
+    void remove(const SnippetEntity* snippet);
+    void reserve(qsizetype size);
+    qsizetype size() const { return m_slots.size(); }
+    template <typename Visit> void forEach(Visit visit) const
+    {
+        for (auto it = m_slots.cbegin(); it != m_slots.cend(); ++it)
+            visit(it.key(), m_fingerprints[it.value()]);
+    }
+
+private:
+    QHash<const SnippetEntity*, std::uint32_t> m_slots;
+    std::vector<SnippetFingerprint> m_fingerprints;
+    std::vector<std::uint32_t> m_freeSlots;
 };
