@@ -50,9 +50,9 @@ void merge(const Value& stored, const Value& saved, const Value& current, Setter
         set(stored);
 }
 
-// Column fingerprints. Absent is 0 and a present value never is, so that presence is told
-// exactly; two different present values share a fingerprint with a chance of 2^-64. The seed
-// is not 0 because Qt picks its fast AES-based hash only with a seed.
+// A text's fingerprint. Absent is 0 and a present text never is, so that presence is told
+// exactly; two different texts share a fingerprint with a chance of 2^-64. The seed is not 0
+// because Qt picks its fast AES-based hash only with a seed.
 constexpr std::size_t fingerprintSeed = 0x9e3779b97f4a7c15;
 
 std::uint64_t present(std::size_t hash)

@@ -72,7 +72,7 @@ struct SnippetRow {
     friend bool operator==(const SnippetRow&, const SnippetRow&) = default;
 };
 
-// A snippet as last saved, kept for every stored snippet in a fraction of a full row's size:
+// A snippet as last saved, kept for every stored snippet without a second copy of anything:
 // enough to tell, column by column, whether a record still holds what was saved. The texts
 // are the record's own implicitly shared values, not copies: while the fingerprint holds one,
 // an unchanged record still points at the same data, which compares without reading it. The
@@ -118,7 +118,7 @@ struct SnippetFingerprint {
 };
 
 // The fingerprints of the stored snippets, in one plain array found through a small index: a
-// hash holding them as its values would leave a third of its room unused.
+// hash holding such large values leaves much of its room unused.
 class SavedSnippets {
 public:
     // Valid until the next insert.
