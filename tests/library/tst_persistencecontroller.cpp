@@ -95,6 +95,7 @@ private Q_SLOTS:
     void everyColumnIsComparedWithTheSavedValue();
     void everyColumnMergesOnItsOwn_data();
     void everyColumnMergesOnItsOwn();
+    void newRecordsAfterDeletionsKeepTheirOwnSavedState();
     void failedSaveKeepsChangesPending();
     void unusableFilesAreLeftAlone_data();
     void unusableFilesAreLeftAlone();
@@ -296,6 +297,36 @@ void TestPersistenceController::everyColumnMergesOnItsOwn()
     QCOMPARE(describe(*mine), ours);
     app->save();
     QCOMPARE(describe(*open()->fetchAllSnippets().at(0)), ours);
+}
+
+void TestPersistenceController::newRecordsAfterDeletionsKeepTheirOwnSavedState()
+{
+    auto store = open();
+    QList<SnippetEntity*> snippets;
+    for (const QString& abbreviation : {u"a"_s, u"b"_s, u"c"_s, u"d"_s})
+        snippets << addSnippet(*store, abbreviation);
+    store->save();
+    store->deleteSnippets({snippets[1], snippets[2]});
+    store->save();
+    // Saved in the room the deleted ones left.
+    SnippetEntity* e = addSnippet(*store, u"e"_s);
+    store->save();
+    QVERIFY(!store->hasChanges());
+
+    for (SnippetEntity* s : {snippets[0], snippets[3], e}) {
+        const QString before = describe(*s);
+        s->setTitle(*s->abbreviation() + u" edited"_s);
+        QVERIFY(store->hasChanges());
+        store->save();
+        QVERIFY(!store->hasChanges());
+        QVERIFY(describe(*s) != before);
+    }
+    QStringList titles;
+    const auto reopened = open();
+    for (const SnippetEntity* s : reopened->fetchAllSnippets())
+        titles << *s->title();
+    titles.sort();
+    QCOMPARE(titles, QStringList({u"a edited"_s, u"d edited"_s, u"e edited"_s}));
 }
 
 void TestPersistenceController::failedSaveKeepsChangesPending()
