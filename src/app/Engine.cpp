@@ -33,7 +33,9 @@ namespace {
 std::vector<SnippetRecord> snippetRecords(const PersistenceController& store)
 {
     std::vector<SnippetRecord> records;
-    for (const SnippetEntity* s : store.fetchActiveSnippets()) {
+    const QList<SnippetEntity*> active = store.fetchActiveSnippets();
+    records.reserve(std::size_t(active.size()));
+    for (const SnippetEntity* s : active) {
         if (!s->abbreviation() || s->abbreviation()->isEmpty() || !s->expandedText())
             continue;
         records.push_back({*s->abbreviation(), *s->expandedText(), s->isRichText(),

@@ -27,18 +27,12 @@ public:
 private:
     static constexpr std::uint32_t noEntry = UINT32_MAX;
 
-    struct Node {
-        std::uint32_t firstEdge = 0;
-        std::uint32_t edgeCount = 0;
-        std::uint32_t listPosition = noEntry; // smallest position ending here
-    };
-    struct Edge {
-        char16_t unit;
-        std::uint32_t target;
-    };
+    std::uint32_t child(std::uint32_t node, char16_t unit) const;
 
-    std::uint32_t child(const Node& node, char16_t unit) const;
-
-    std::vector<Node> m_nodes;
-    std::vector<Edge> m_edges; // each node's edges are contiguous and sorted by unit
+    // Nodes are numbered breadth first, so a node's children are consecutive, sorted by the
+    // unit that leads to them, and follow the previous node's children: node n's children are
+    // [m_firstChild[n], m_firstChild[n + 1]). Ten bytes a node, in three plain arrays.
+    std::vector<char16_t> m_units;             // the unit on the edge into each node
+    std::vector<std::uint32_t> m_firstChild;   // one more entry than there are nodes
+    std::vector<std::uint32_t> m_listPosition; // smallest position ending here, or noEntry
 };

@@ -8,6 +8,7 @@
 #include "text/TextRules.h"
 
 #include <QSettings>
+#include <algorithm>
 
 namespace {
 bool hasControlCharacter(QStringView text)
@@ -192,17 +193,31 @@ TextExpansionService::currentSnippets() const
 void TextExpansionService::updateSnippets(std::vector<SnippetRecord> records)
 {
     std::erase_if(records, [](const SnippetRecord& r) { return r.abbreviation.isEmpty(); });
+    // The set lives until the next update: no room kept for records that never come.
+    records.shrink_to_fit();
 
     // Everything heavy happens before the lock: typing never waits for the index.
     auto next = std::make_shared<SnippetSet>();
     std::vector<QString> abbreviations;
     abbreviations.reserve(records.size());
-    for (std::size_t i = 0; i < records.size(); ++i) {
-        abbreviations.push_back(records[i].abbreviation);
-        if (!next->firstByAbbreviation.contains(records[i].abbreviation))
-            next->firstByAbbreviation.insert(records[i].abbreviation, i);
-    }
+    for (const SnippetRecord& record : records)
+        abbreviations.push_back(record.abbreviation);
     next->index = AbbreviationIndex(abbreviations);
+
+    auto& byAbbreviation = next->byAbbreviation;
+    byAbbreviation.resize(records.size());
+    for (std::size_t i = 0; i < records.size(); ++i)
+        byAbbreviation[i] = static_cast<std::uint32_t>(i);
+    std::stable_sort(byAbbreviation.begin(), byAbbreviation.end(),
+                     [&](std::uint32_t a, std::uint32_t b) {
+                         return records[a].abbreviation < records[b].abbreviation;
+                     });
+    byAbbreviation.erase(std::unique(byAbbreviation.begin(), byAbbreviation.end(),
+                                     [&](std::uint32_t a, std::uint32_t b) {
+                                         return records[a].abbreviation == records[b].abbreviation;
+                                     }),
+                         byAbbreviation.end());
+    byAbbreviation.shrink_to_fit();
     next->records = std::move(records);
 
     std::shared_ptr<const SnippetSet> previous = std::move(next);
@@ -221,8 +236,12 @@ std::vector<TextExpansionService::SnippetRecord> TextExpansionService::snippets(
 std::optional<QString> TextExpansionService::expandedText(const QString& abbreviation) const
 {
     const std::shared_ptr<const SnippetSet> snippets = currentSnippets();
-    const auto found = snippets->firstByAbbreviation.constFind(abbreviation);
-    if (found == snippets->firstByAbbreviation.constEnd())
+    const auto& positions = snippets->byAbbreviation;
+    const auto found = std::lower_bound(positions.begin(), positions.end(), abbreviation,
+                                        [&](std::uint32_t position, const QString& key) {
+                                            return snippets->records[position].abbreviation < key;
+                                        });
+    if (found == positions.end() || snippets->records[*found].abbreviation != abbreviation)
         return std::nullopt;
-    return snippets->records[found.value()].expandedText;
+    return snippets->records[*found].expandedText;
 }

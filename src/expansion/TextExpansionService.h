@@ -97,7 +97,9 @@ private:
     struct SnippetSet {
         std::vector<SnippetRecord> records;
         AbbreviationIndex index;
-        QHash<QString, std::size_t> firstByAbbreviation;
+        // Record positions sorted by abbreviation, only the first of equal ones: the exact
+        // lookup in four bytes a record.
+        std::vector<std::uint32_t> byAbbreviation;
     };
 
     std::shared_ptr<const SnippetSet> currentSnippets() const;

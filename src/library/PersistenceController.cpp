@@ -228,15 +228,21 @@ void PersistenceController::mergeSnippets(
     const std::vector<SnippetRow>& rows, const QHash<std::int64_t, CategoryEntity*>& categoriesByPk)
 {
     QHash<std::int64_t, SnippetEntity*> stored;
-    for (auto it = m_savedSnippets.cbegin(); it != m_savedSnippets.cend(); ++it)
-        stored.insert(it.value().pk, const_cast<SnippetEntity*>(it.key()));
+    stored.reserve(m_savedSnippets.size());
+    m_savedSnippets.forEach([&](const SnippetEntity* snippet, const SnippetFingerprint& saved) {
+        stored.insert(saved.pk, const_cast<SnippetEntity*>(snippet));
+    });
+    // Sized once for the rows: growing a hash of a large library step by step rehashes it
+    // again and again.
+    m_savedSnippets.reserve(qsizetype(rows.size()));
+    m_snippetSet.reserve(m_snippetSet.size() + qsizetype(rows.size()) - stored.size());
     for (const SnippetRow& row : rows) {
         if (std::find(m_deletedSnippetPks.cbegin(), m_deletedSnippetPks.cend(), row.pk) !=
             m_deletedSnippetPks.cend())
             continue;
         SnippetEntity* snippet = stored.take(row.pk);
         if (snippet) {
-            const SnippetRow saved = m_savedSnippets.value(snippet);
+            const SnippetFingerprint& saved = *m_savedSnippets.find(snippet);
             row.mergeInto(*snippet, saved);
             if (categoryPkOf(snippet->category()) == saved.categoryPk)
                 snippet->setCategory(categoriesByPk.value(row.categoryPk));
@@ -246,7 +252,7 @@ void PersistenceController::mergeSnippets(
             created->setCategory(categoriesByPk.value(row.categoryPk));
             snippet = insertSnippet(std::move(created));
         }
-        m_savedSnippets.insert(snippet, row);
+        m_savedSnippets.insert(snippet, SnippetFingerprint::of(row));
     }
     QSet<const SnippetEntity*> gone;
     for (SnippetEntity* snippet : std::as_const(stored)) {
@@ -298,9 +304,9 @@ void PersistenceController::deleteSnippets(const QList<SnippetEntity*>& snippets
     for (SnippetEntity* snippet : snippets) {
         if (!m_snippetSet.remove(snippet))
             continue;
-        if (const auto it = m_savedSnippets.constFind(snippet); it != m_savedSnippets.cend()) {
-            m_deletedSnippetPks.push_back(it->pk);
-            m_savedSnippets.erase(it);
+        if (const SnippetFingerprint* saved = m_savedSnippets.find(snippet)) {
+            m_deletedSnippetPks.push_back(saved->pk);
+            m_savedSnippets.remove(snippet);
         }
         snippet->setCategory(nullptr);
         doomed.insert(snippet);
@@ -345,9 +351,8 @@ PersistenceController::Changes PersistenceController::pendingChanges() const
             changes.categories.push_back(category.get());
     }
     for (const auto& snippet : m_snippets) {
-        const auto saved = m_savedSnippets.constFind(snippet.get());
-        if (saved == m_savedSnippets.cend() ||
-            !saved->matches(*snippet, categoryPkOf(snippet->category())))
+        const SnippetFingerprint* saved = m_savedSnippets.find(snippet.get());
+        if (!saved || !saved->matches(*snippet, categoryPkOf(snippet->category())))
             changes.snippets.push_back(snippet.get());
     }
     return changes;
@@ -382,9 +387,9 @@ void PersistenceController::save()
     }
     for (SnippetEntity* snippet : changes.snippets) {
         const std::int64_t pk = newSnippetPks.contains(snippet) ? newSnippetPks.value(snippet)
-                                                                : m_savedSnippets.value(snippet).pk;
-        m_savedSnippets.insert(snippet,
-                               SnippetRow::of(*snippet, pk, categoryPkOf(snippet->category())));
+                                                                : m_savedSnippets.find(snippet)->pk;
+        m_savedSnippets.insert(
+            snippet, SnippetFingerprint::of(*snippet, pk, categoryPkOf(snippet->category())));
     }
     m_deletedCategoryPks.clear();
     m_deletedSnippetPks.clear();
@@ -442,8 +447,8 @@ bool PersistenceController::writeChanges(const Changes& changes,
         std::int64_t categoryPk = categoryPkOf(snippet->category());
         if (categoryPk == notYetStored)
             categoryPk = newCategoryPks.value(snippet->category());
-        const auto saved = m_savedSnippets.constFind(snippet);
-        const bool isNew = saved == m_savedSnippets.cend();
+        const SnippetFingerprint* saved = m_savedSnippets.find(snippet);
+        const bool isNew = !saved;
         const SnippetRow row = SnippetRow::of(*snippet, isNew ? 0 : saved->pk, categoryPk);
         SqliteStatement& statement = isNew ? *insertSnippet : *updateSnippet;
         row.bindValues(statement);

@@ -162,7 +162,7 @@ private:
     QSet<const SnippetEntity*> m_snippetSet;
     // What each stored record looked like when last saved or read.
     QHash<const CategoryEntity*, CategoryRow> m_savedCategories;
-    QHash<const SnippetEntity*, SnippetRow> m_savedSnippets;
+    SavedSnippets m_savedSnippets;
     // Deleted in memory, to be deleted from the file at the next save.
     std::vector<std::int64_t> m_deletedCategoryPks;
     std::vector<std::int64_t> m_deletedSnippetPks;

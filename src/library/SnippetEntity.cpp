@@ -23,13 +23,13 @@ std::unique_ptr<SnippetEntity> SnippetEntity::create(const QString& title,
                                                      CategoryEntity* category, const QDateTime& now)
 {
     auto snippet = std::make_unique<SnippetEntity>();
-    snippet->m_id = QUuid::createUuid();
+    snippet->setId(QUuid::createUuid());
     snippet->m_title = title;
     snippet->m_abbreviation = TextRules::trimSpacesAndTabs(abbreviation);
     snippet->m_expandedText = QStringLiteral("");
     snippet->setCategory(category);
-    snippet->m_createdAt = now;
-    snippet->m_updatedAt = now;
+    snippet->setCreatedAt(now);
+    snippet->setUpdatedAt(now);
     return snippet;
 }
 
@@ -57,9 +57,9 @@ QString SnippetEntity::displayTitle() const
 
 std::unique_ptr<QTextDocument> SnippetEntity::attributedText() const
 {
-    if (!m_expandedTextRTF)
+    if (!m_hasExpandedTextRTF)
         return nullptr;
-    std::unique_ptr<QTextDocument> text = RtfReader::read(*m_expandedTextRTF);
+    std::unique_ptr<QTextDocument> text = RtfReader::read(m_expandedTextRTF);
     if (text && !text->isEmpty())
         ColorFilter::apply(*text);
     return text;
@@ -71,6 +71,6 @@ void SnippetEntity::setAttributedText(const QTextDocument& text, const QDateTime
     if (!filtered->isEmpty())
         ColorFilter::apply(*filtered);
     m_expandedText = RichText::plainCharacters(*filtered);
-    m_expandedTextRTF = RtfWriter::write(*filtered);
-    m_updatedAt = now;
+    setExpandedTextRTF(RtfWriter::write(*filtered));
+    setUpdatedAt(now);
 }

@@ -25,8 +25,8 @@ public:
     static std::unique_ptr<SnippetEntity> create(const QString& title, const QString& abbreviation,
                                                  CategoryEntity* category, const QDateTime& now);
 
-    const std::optional<QUuid>& id() const { return m_id; }
-    void setId(const std::optional<QUuid>& id) { m_id = id; }
+    std::optional<QUuid> id() const { return present(m_hasId, m_id); }
+    void setId(const std::optional<QUuid>& id) { keep(id, m_id, m_hasId); }
     const std::optional<QString>& title() const { return m_title; }
     void setTitle(const std::optional<QString>& title) { m_title = title; }
     const std::optional<QString>& abbreviation() const { return m_abbreviation; }
@@ -37,27 +37,39 @@ public:
     const std::optional<QString>& expandedText() const { return m_expandedText; }
     void setExpandedText(const std::optional<QString>& text) { m_expandedText = text; }
     // A complete RTF document; absent for plain snippets.
-    const std::optional<QByteArray>& expandedTextRTF() const { return m_expandedTextRTF; }
-    void setExpandedTextRTF(const std::optional<QByteArray>& rtf) { m_expandedTextRTF = rtf; }
+    std::optional<QByteArray> expandedTextRTF() const
+    {
+        return present(m_hasExpandedTextRTF, m_expandedTextRTF);
+    }
+    void setExpandedTextRTF(const std::optional<QByteArray>& rtf)
+    {
+        keep(rtf, m_expandedTextRTF, m_hasExpandedTextRTF);
+    }
     bool isRichText() const { return m_isRichText; }
     void setRichText(bool richText) { m_isRichText = richText; }
     bool isCodeSnippet() const { return m_isCodeSnippet; }
     void setCodeSnippet(bool codeSnippet) { m_isCodeSnippet = codeSnippet; }
-    const std::optional<QString>& codeLanguage() const { return m_codeLanguage; }
-    void setCodeLanguage(const std::optional<QString>& language) { m_codeLanguage = language; }
-    const std::optional<QDateTime>& createdAt() const { return m_createdAt; }
-    void setCreatedAt(const std::optional<QDateTime>& at) { m_createdAt = at; }
-    const std::optional<QDateTime>& updatedAt() const { return m_updatedAt; }
-    void setUpdatedAt(const std::optional<QDateTime>& at) { m_updatedAt = at; }
-    const std::optional<QDateTime>& trashedAt() const { return m_trashedAt; }
-    void setTrashedAt(const std::optional<QDateTime>& at) { m_trashedAt = at; }
+    std::optional<QString> codeLanguage() const
+    {
+        return present(m_hasCodeLanguage, m_codeLanguage);
+    }
+    void setCodeLanguage(const std::optional<QString>& language)
+    {
+        keep(language, m_codeLanguage, m_hasCodeLanguage);
+    }
+    std::optional<QDateTime> createdAt() const { return present(m_hasCreatedAt, m_createdAt); }
+    void setCreatedAt(const std::optional<QDateTime>& at) { keep(at, m_createdAt, m_hasCreatedAt); }
+    std::optional<QDateTime> updatedAt() const { return present(m_hasUpdatedAt, m_updatedAt); }
+    void setUpdatedAt(const std::optional<QDateTime>& at) { keep(at, m_updatedAt, m_hasUpdatedAt); }
+    std::optional<QDateTime> trashedAt() const { return present(m_hasTrashedAt, m_trashedAt); }
+    void setTrashedAt(const std::optional<QDateTime>& at) { keep(at, m_trashedAt, m_hasTrashedAt); }
 
     // Not owned. Setting it also updates the old and new categories' snippet sets.
     CategoryEntity* category() const { return m_category; }
     void setCategory(CategoryEntity* category);
 
     // Trashed is not a flag of its own: a record is live exactly while trashedAt is absent.
-    bool isTrashed() const { return m_trashedAt.has_value(); }
+    bool isTrashed() const { return m_hasTrashedAt; }
     bool isLive() const { return !isTrashed(); }
 
     // The title, else the start of the expansion, else a placeholder; never trimmed.
@@ -73,16 +85,37 @@ public:
 private:
     friend class CategoryEntity;
 
-    std::optional<QUuid> m_id;
+    template <typename T> static std::optional<T> present(bool has, const T& value)
+    {
+        if (has)
+            return value;
+        return std::nullopt;
+    }
+    template <typename T> static void keep(const std::optional<T>& value, T& to, bool& has)
+    {
+        to = value.value_or(T());
+        has = value.has_value();
+    }
+
     std::optional<QString> m_title;
     std::optional<QString> m_abbreviation;
     std::optional<QString> m_expandedText;
-    std::optional<QByteArray> m_expandedTextRTF;
+    CategoryEntity* m_category = nullptr;
+    // The less used columns keep their presence in a flag below: an optional of their own
+    // would pad each to the next eight bytes, a date to twice its size, for every record of
+    // a library that stays in memory whole.
+    QByteArray m_expandedTextRTF;
+    QString m_codeLanguage;
+    QUuid m_id;
+    QDateTime m_createdAt;
+    QDateTime m_updatedAt;
+    QDateTime m_trashedAt;
+    bool m_hasExpandedTextRTF = false;
+    bool m_hasCodeLanguage = false;
+    bool m_hasId = false;
+    bool m_hasCreatedAt = false;
+    bool m_hasUpdatedAt = false;
+    bool m_hasTrashedAt = false;
     bool m_isRichText = false;
     bool m_isCodeSnippet = false;
-    std::optional<QString> m_codeLanguage;
-    CategoryEntity* m_category = nullptr;
-    std::optional<QDateTime> m_createdAt;
-    std::optional<QDateTime> m_updatedAt;
-    std::optional<QDateTime> m_trashedAt;
 };

@@ -71,6 +71,17 @@ void TestAbbreviationMatching::agreesWithLinearScan()
     VirtualClock scheduler;
     TextExpansionService service({&scheduler, nullptr, nullptr, nullptr});
     service.updateSnippets(records);
+
+    // The exact lookup, too, finds the first record of equal abbreviations, and only those.
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        const QString& abbreviation = records[i].abbreviation;
+        const auto first = std::find_if(records.begin(), records.end(), [&](const auto& r) {
+            return r.abbreviation == abbreviation;
+        });
+        QCOMPARE(service.expandedText(abbreviation), std::optional(first->expandedText));
+        QCOMPARE(service.expandedText(abbreviation + u"@"_qs), std::nullopt);
+    }
+
     std::vector<ExpansionRequest> requests;
     connect(&service, &TextExpansionService::expansionRequested,
             [&](const ExpansionRequest& r) { requests.push_back(r); });

@@ -14,7 +14,47 @@ using namespace Qt::StringLiterals;
 namespace {
 const QDateTime t0 = QDateTime::fromSecsSinceEpoch(1'750'000'000, Qt::UTC);
 constexpr qint64 day = 86'400;
+
+// Sets one column of a snippet to value 0, 1 or 2, three values that differ only there
+// (absent, empty and present where the column allows it). `category` is the store's own.
+using ColumnEdit = std::function<void(SnippetEntity&, CategoryEntity* category, int value)>;
+
+// Texts are copied into new storage each time, so that equal values are not the same data.
+template <typename T> std::optional<T> pick(int value, std::initializer_list<std::optional<T>> of)
+{
+    const std::optional<T>& picked = *(of.begin() + value);
+    if constexpr (std::is_same_v<T, QString> || std::is_same_v<T, QByteArray>) {
+        if (picked)
+            return T(picked->constData(), picked->size());
+    }
+    return picked;
+}
+
+// Every column of a snippet, absent ones marked, for comparing two records.
+QString describe(const SnippetEntity& s)
+{
+    const auto text = [](const std::optional<QString>& v) { return v ? u'"' + *v + u'"' : u"-"_s; };
+    const auto date = [](const std::optional<QDateTime>& d) {
+        return d ? QString::number(d->toMSecsSinceEpoch()) : u"-"_s;
+    };
+    const std::optional<QByteArray> rtf = s.expandedTextRTF();
+    return QStringList{s.id() ? s.id()->toString() : u"-"_s,
+                       text(s.title()),
+                       text(s.abbreviation()),
+                       text(s.expandedText()),
+                       rtf ? u'\'' + QString::fromLatin1(rtf->toHex()) : u"-"_s,
+                       QString::number(s.isRichText()),
+                       QString::number(s.isCodeSnippet()),
+                       text(s.codeLanguage()),
+                       s.category() ? text(s.category()->name()) : u"-"_s,
+                       date(s.createdAt()),
+                       date(s.updatedAt()),
+                       date(s.trashedAt())}
+        .join(u'|');
+}
 } // namespace
+
+Q_DECLARE_METATYPE(ColumnEdit)
 
 class TestPersistenceController : public QObject {
     Q_OBJECT
@@ -51,6 +91,11 @@ private Q_SLOTS:
     }
     void everyAttributeSurvivesReopen();
     void saveSemantics();
+    void everyColumnIsComparedWithTheSavedValue_data();
+    void everyColumnIsComparedWithTheSavedValue();
+    void everyColumnMergesOnItsOwn_data();
+    void everyColumnMergesOnItsOwn();
+    void newRecordsAfterDeletionsKeepTheirOwnSavedState();
     void failedSaveKeepsChangesPending();
     void unusableFilesAreLeftAlone_data();
     void unusableFilesAreLeftAlone();
@@ -139,6 +184,148 @@ void TestPersistenceController::saveSemantics()
     store->save();
     QCOMPARE(saved.count(), 2);
     QCOMPARE(open()->fetchAllSnippets().size(), 0);
+}
+
+namespace {
+
+void addColumns()
+{
+    QTest::addColumn<ColumnEdit>("edit");
+    const QUuid id0(u"{00000000-0000-0000-0000-000000000001}"_s);
+    const QUuid id1(u"{00000000-0000-0000-0000-000000000002}"_s);
+    QTest::newRow("id") << ColumnEdit([=](SnippetEntity& s, CategoryEntity*, int v) {
+        s.setId(pick<QUuid>(v, {id0, id1, std::nullopt}));
+    });
+    QTest::newRow("title") << ColumnEdit([](SnippetEntity& s, CategoryEntity*, int v) {
+        s.setTitle(pick<QString>(v, {u"T"_s, u""_s, std::nullopt}));
+    });
+    QTest::newRow("abbreviation") << ColumnEdit([](SnippetEntity& s, CategoryEntity*, int v) {
+        s.setAbbreviation(pick<QString>(v, {u"a"_s, u"b"_s, u""_s}));
+    });
+    QTest::newRow("expandedText") << ColumnEdit([](SnippetEntity& s, CategoryEntity*, int v) {
+        s.setExpandedText(pick<QString>(v, {u"a text"_s, std::nullopt, u""_s}));
+    });
+    QTest::newRow("expandedTextRTF") << ColumnEdit([](SnippetEntity& s, CategoryEntity*, int v) {
+        s.setExpandedTextRTF(pick<QByteArray>(v, {std::nullopt, QByteArray(""), "{\\rtf1}"}));
+    });
+    QTest::newRow("isRichText") << ColumnEdit(
+        [](SnippetEntity& s, CategoryEntity*, int v) { s.setRichText(v == 1); });
+    QTest::newRow("isCodeSnippet")
+        << ColumnEdit([](SnippetEntity& s, CategoryEntity*, int v) { s.setCodeSnippet(v == 1); });
+    QTest::newRow("codeLanguage") << ColumnEdit([](SnippetEntity& s, CategoryEntity*, int v) {
+        s.setCodeLanguage(pick<QString>(v, {std::nullopt, u""_s, u"swift"_s}));
+    });
+    QTest::newRow("category") << ColumnEdit(
+        [](SnippetEntity& s, CategoryEntity* c, int v) { s.setCategory(v == 1 ? c : nullptr); });
+    for (const auto& [name, set] : {std::pair{"createdAt", &SnippetEntity::setCreatedAt},
+                                    std::pair{"updatedAt", &SnippetEntity::setUpdatedAt},
+                                    std::pair{"trashedAt", &SnippetEntity::setTrashedAt}}) {
+        QTest::newRow(name) << ColumnEdit([set](SnippetEntity& s, CategoryEntity*, int v) {
+            (s.*set)(pick<QDateTime>(v, {t0, t0.addMSecs(1), std::nullopt}));
+        });
+    }
+}
+
+CategoryEntity* theCategory(const PersistenceController& store)
+{
+    return store
+        .fetchCategories(PersistenceController::Filter::all,
+                         PersistenceController::CategoryOrder::sortOrderAscending)
+        .value(0);
+}
+
+} // namespace
+
+void TestPersistenceController::everyColumnIsComparedWithTheSavedValue_data()
+{
+    addColumns();
+}
+
+void TestPersistenceController::everyColumnIsComparedWithTheSavedValue()
+{
+    QFETCH(ColumnEdit, edit);
+    auto store = open();
+    CategoryEntity* category = store->createCategory(u"Work"_s, u"#4A90D9"_s);
+    SnippetEntity* s = addSnippet(*store, u"a"_s);
+    edit(*s, category, 0);
+    store->save();
+    QVERIFY(!store->hasChanges());
+    const QString saved = describe(*s);
+    for (const int value : {1, 2}) {
+        edit(*s, category, value);
+        QCOMPARE(store->hasChanges(), describe(*s) != saved);
+        edit(*s, category, 0); // equal to what is saved again: no change
+        QVERIFY(!store->hasChanges());
+    }
+    // A change is written, and from then on is what counts as saved.
+    edit(*s, category, 1);
+    store->save();
+    QVERIFY(!store->hasChanges());
+    QCOMPARE(describe(*open()->fetchAllSnippets().at(0)), describe(*s));
+}
+
+void TestPersistenceController::everyColumnMergesOnItsOwn_data()
+{
+    addColumns();
+}
+
+void TestPersistenceController::everyColumnMergesOnItsOwn()
+{
+    QFETCH(ColumnEdit, edit);
+    auto app = open();
+    CategoryEntity* category = app->createCategory(u"Work"_s, u"#4A90D9"_s);
+    SnippetEntity* mine = addSnippet(*app, u"a"_s);
+    edit(*mine, category, 0);
+    app->save();
+
+    // Changed elsewhere only: the stored value comes in, and counts as saved.
+    auto other = open();
+    SnippetEntity* theirs = other->fetchAllSnippets().at(0);
+    edit(*theirs, theCategory(*other), 1);
+    other->save();
+    app->refreshFromStore();
+    QCOMPARE(describe(*mine), describe(*theirs));
+    QVERIFY(!app->hasChanges());
+
+    // Changed here too: ours stays, and is written at the next save.
+    edit(*mine, category, 2);
+    const QString ours = describe(*mine);
+    edit(*theirs, theCategory(*other), 0);
+    other->save();
+    app->refreshFromStore();
+    QCOMPARE(describe(*mine), ours);
+    app->save();
+    QCOMPARE(describe(*open()->fetchAllSnippets().at(0)), ours);
+}
+
+void TestPersistenceController::newRecordsAfterDeletionsKeepTheirOwnSavedState()
+{
+    auto store = open();
+    QList<SnippetEntity*> snippets;
+    for (const QString& abbreviation : {u"a"_s, u"b"_s, u"c"_s, u"d"_s})
+        snippets << addSnippet(*store, abbreviation);
+    store->save();
+    store->deleteSnippets({snippets[1], snippets[2]});
+    store->save();
+    // Saved in the room the deleted ones left.
+    SnippetEntity* e = addSnippet(*store, u"e"_s);
+    store->save();
+    QVERIFY(!store->hasChanges());
+
+    for (SnippetEntity* s : {snippets[0], snippets[3], e}) {
+        const QString before = describe(*s);
+        s->setTitle(*s->abbreviation() + u" edited"_s);
+        QVERIFY(store->hasChanges());
+        store->save();
+        QVERIFY(!store->hasChanges());
+        QVERIFY(describe(*s) != before);
+    }
+    QStringList titles;
+    const auto reopened = open();
+    for (const SnippetEntity* s : reopened->fetchAllSnippets())
+        titles << *s->title();
+    titles.sort();
+    QCOMPARE(titles, QStringList({u"a edited"_s, u"d edited"_s, u"e edited"_s}));
 }
 
 void TestPersistenceController::failedSaveKeepsChangesPending()
