@@ -8,11 +8,11 @@
 // taken back, without the pages it keeps for reuse.
 
 #include "BenchSupport.h"
+#include "expansion/TextExpansionService.h"
 #include "library/CategoryEntity.h"
 #include "library/PersistenceController.h"
-#include "platform/api/Scheduler.h"
 #include "library/SnippetEntity.h"
-#include "expansion/TextExpansionService.h"
+#include "platform/api/Scheduler.h"
 
 #include <QCoreApplication>
 #include <QFile>
