@@ -199,8 +199,9 @@ void TextExpansionService::updateSnippets(std::vector<SnippetRecord> records)
     abbreviations.reserve(records.size());
     for (std::size_t i = 0; i < records.size(); ++i) {
         abbreviations.push_back(records[i].abbreviation);
-        if (!next->firstByAbbreviation.contains(records[i].abbreviation))
-            next->firstByAbbreviation.insert(records[i].abbreviation, i);
+        const QString key = TextRules::canonicalForm(records[i].abbreviation);
+        if (!next->firstByAbbreviation.contains(key))
+            next->firstByAbbreviation.insert(key, i);
     }
     next->index = AbbreviationIndex(abbreviations);
     next->records = std::move(records);
@@ -221,7 +222,8 @@ std::vector<TextExpansionService::SnippetRecord> TextExpansionService::snippets(
 std::optional<QString> TextExpansionService::expandedText(const QString& abbreviation) const
 {
     const std::shared_ptr<const SnippetSet> snippets = currentSnippets();
-    const auto found = snippets->firstByAbbreviation.constFind(abbreviation);
+    const auto found =
+        snippets->firstByAbbreviation.constFind(TextRules::canonicalForm(abbreviation));
     if (found == snippets->firstByAbbreviation.constEnd())
         return std::nullopt;
     return snippets->records[found.value()].expandedText;

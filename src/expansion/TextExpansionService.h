@@ -81,7 +81,8 @@ public:
     void updateSnippets(std::vector<SnippetRecord> records);
     std::vector<SnippetRecord> snippets() const;
 
-    // The plain text of the first snippet whose abbreviation is exactly `abbreviation`.
+    // The plain text of the first snippet whose abbreviation is `abbreviation`, compared
+    // case-sensitively under canonical equivalence as matching does.
     std::optional<QString> expandedText(const QString& abbreviation) const;
 
 Q_SIGNALS:
@@ -97,7 +98,7 @@ private:
     struct SnippetSet {
         std::vector<SnippetRecord> records;
         AbbreviationIndex index;
-        QHash<QString, std::size_t> firstByAbbreviation;
+        QHash<QString, std::size_t> firstByAbbreviation; // by canonical form
     };
 
     std::shared_ptr<const SnippetSet> currentSnippets() const;

@@ -4,6 +4,7 @@
 #include "platform/api/ClipboardReader.h"
 #include "text/TextRules.h"
 
+#include <QSet>
 #include <QUuid>
 #include <algorithm>
 #include <atomic>
@@ -23,11 +24,13 @@ const QString defaultFillLabel = u"Value"_s;
 
 std::atomic<const ClipboardReader*> installedClipboard{nullptr};
 
-// Builds the output of one forward pass: text between macros unchanged, each macro replaced.
-// Returns the UTF-16 offset in the output of the last cursor macro, if any.
+// Builds the output of one forward pass: text between macros unchanged (but for unpaired
+// surrogates), each macro replaced. Returns the UTF-16 offset in the output of the last cursor
+// macro, if any.
 template <typename Replace>
-std::optional<qsizetype> substitute(const QString& text, QString& out, Replace replace)
+std::optional<qsizetype> substitute(const QString& input, QString& out, Replace replace)
 {
+    const QString text = TextRules::repairedUtf16(input);
     std::optional<qsizetype> cursorOffset;
     qsizetype copied = 0;
     forEachMacro(text, [&](const Macro& macro) {
@@ -126,16 +129,30 @@ QString MacroMatching::Macro::passedThrough() const
     return u"{"_s + name + u"}"_s;
 }
 
-QList<FillInField> MacroMatching::pendingFillIns(const QString& text,
-                                                 const QHash<QString, QString>& fillInValues)
+MacroMatching::FillInValues::FillInValues(const QHash<QString, QString>& values) : m_values(values)
 {
-    QList<FillInField> pending = MacroProcessor::fillInFields(text);
-    pending.removeIf([&](const FillInField& f) { return fillInValues.contains(f.id); });
-    return pending;
+    // In label order, so that of two canonically equal labels the same one always answers.
+    QStringList labels = values.keys();
+    labels.sort();
+    for (const QString& label : labels) {
+        const QString key = TextRules::canonicalForm(label);
+        if (!m_canonical.contains(key))
+            m_canonical.insert(key, values.value(label));
+    }
+}
+
+std::optional<QString> MacroMatching::FillInValues::value(const QString& label) const
+{
+    if (const auto exact = m_values.constFind(label); exact != m_values.cend())
+        return *exact;
+    if (const auto equal = m_canonical.constFind(TextRules::canonicalForm(label));
+        equal != m_canonical.cend())
+        return *equal;
+    return std::nullopt;
 }
 
 QString MacroMatching::replacement(const Macro& macro, const std::optional<QString>& clipboard,
-                                   const QHash<QString, QString>& fillInValues,
+                                   const FillInValues& fillInValues,
                                    const MacroProcessor::SnippetLookup& snippetLookup)
 {
     if (std::optional<QString> value = systemValue(macro, clipboard))
@@ -143,7 +160,7 @@ QString MacroMatching::replacement(const Macro& macro, const std::optional<QStri
     if (macro.name == u"cursor"_s)
         return QString();
     if (macro.name == u"fill"_s)
-        return fillInValues.value(macro.fillLabel());
+        return fillInValues.value(macro.fillLabel()).value_or(QString());
     if (macro.name == u"snippet"_s) {
         if (!macro.argument || !snippetLookup)
             return QString();
@@ -170,16 +187,27 @@ const QRegularExpression& MacroProcessor::macroPattern()
 QList<FillInField> MacroProcessor::fillInFields(const QString& text)
 {
     QList<FillInField> fields;
+    QSet<QString> seen; // canonical forms: "café" composed or not is one field
     forEachMacro(text, [&](const Macro& macro) {
         if (macro.name != u"fill"_s)
             return;
         const QString label = macro.fillLabel();
-        const bool seen = std::any_of(fields.cbegin(), fields.cend(),
-                                      [&](const FillInField& f) { return f.id == label; });
-        if (!seen)
+        const QString key = TextRules::canonicalForm(label);
+        if (!seen.contains(key)) {
+            seen.insert(key);
             fields.append({label, label});
+        }
     });
     return fields;
+}
+
+QList<FillInField> MacroProcessor::pendingFillIns(const QString& text,
+                                                  const QHash<QString, QString>& fillInValues)
+{
+    const MacroMatching::FillInValues values(fillInValues);
+    QList<FillInField> pending = fillInFields(text);
+    pending.removeIf([&](const FillInField& f) { return values.value(f.id).has_value(); });
+    return pending;
 }
 
 MacroResolutionResult MacroProcessor::resolve(const QString& text,
@@ -187,13 +215,14 @@ MacroResolutionResult MacroProcessor::resolve(const QString& text,
                                               const QHash<QString, QString>& fillInValues,
                                               const SnippetLookup& snippetLookup)
 {
-    QList<FillInField> pending = MacroMatching::pendingFillIns(text, fillInValues);
+    QList<FillInField> pending = pendingFillIns(text, fillInValues);
     if (!pending.isEmpty())
         return {text, 0, pending};
 
     MacroResolutionResult result;
+    const MacroMatching::FillInValues values(fillInValues);
     const std::optional<qsizetype> cursor = substitute(text, result.text, [&](const Macro& macro) {
-        return MacroMatching::replacement(macro, clipboard, fillInValues, snippetLookup);
+        return MacroMatching::replacement(macro, clipboard, values, snippetLookup);
     });
     if (cursor) {
         result.cursorBacktrackCount = TextRules::characterCount(result.text) -

@@ -40,7 +40,8 @@ struct RichResolutionResult {
 // called from any thread; the only shared data are the compiled pattern and the clipboard reader.
 class MacroProcessor {
 public:
-    // Nested snippets by exact abbreviation; an empty function means no lookup.
+    // Nested snippets by abbreviation, compared case-sensitively under canonical equivalence;
+    // an empty function means no lookup.
     using SnippetLookup = std::function<std::optional<QString>(const QString& abbreviation)>;
 
     struct DateFormatPreset {
@@ -73,7 +74,13 @@ public:
     // Group 1 is the name, group 2 the optional argument. Compiled once, shared by all threads.
     static const QRegularExpression& macroPattern();
 
+    // One field per label, in order of first appearance; canonically equal labels ("café"
+    // composed or decomposed) are one field, named as first written.
     static QList<FillInField> fillInFields(const QString& text);
+    // The fields of the text without a value: none under their label, nor under a canonically
+    // equal one.
+    static QList<FillInField> pendingFillIns(const QString& text,
+                                             const QHash<QString, QString>& fillInValues);
 
     static MacroResolutionResult resolve(const QString& text,
                                          const std::optional<QString>& clipboard = std::nullopt,

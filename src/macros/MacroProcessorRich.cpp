@@ -20,7 +20,7 @@ RichResolutionResult MacroProcessor::resolveRich(const QTextDocument& text,
     copy->setUndoRedoEnabled(false);
     // One unit per document position: offsets into it are cursor positions.
     const QString plain = RichText::plainCharacters(*copy);
-    if (!MacroMatching::pendingFillIns(plain, fillInValues).isEmpty())
+    if (!pendingFillIns(plain, fillInValues).isEmpty())
         return {std::move(copy), 0};
 
     std::vector<MacroMatching::Macro> macros;
@@ -28,6 +28,7 @@ RichResolutionResult MacroProcessor::resolveRich(const QTextDocument& text,
 
     // Last to first, so that every replacement leaves the earlier macros' positions valid; the
     // first cursor macro is thus the last one met and decides the count.
+    const MacroMatching::FillInValues values(fillInValues);
     qsizetype cursorCount = 0;
     QTextCursor cursor(copy.get());
     cursor.beginEditBlock(); // no layout per change
@@ -41,8 +42,7 @@ RichResolutionResult MacroProcessor::resolveRich(const QTextDocument& text,
             cursor.removeSelectedText();
             continue;
         }
-        const QString value =
-            MacroMatching::replacement(*macro, clipboard, fillInValues, snippetLookup);
+        const QString value = MacroMatching::replacement(*macro, clipboard, values, snippetLookup);
         if (value.isEmpty())
             cursor.removeSelectedText();
         else

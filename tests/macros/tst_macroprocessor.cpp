@@ -101,6 +101,13 @@ void TestMacroProcessor::resolve_data()
     QTest::newRow("no lookup") << Case{.text = u"[{snippet:sig}]"_s, .expected = u"[]"_s, .snippets = {{u"sig"_s, u"x"_s}}, .lookup = false};
     QTest::newRow("nested snippet's own snippet") << Case{.text = u"{snippet:a}"_s, .expected = u"<>"_s, .snippets = {{u"a"_s, u"<{snippet:b}>"_s}, {u"b"_s, u"deep"_s}}};
     QTest::newRow("nested snippet with fill is raw") << Case{.text = u"{fill:N}{snippet:a}"_s, .expected = u"Ada{fill:N}{date}"_s, .fills = {{u"N"_s, u"Ada"_s}}, .snippets = {{u"a"_s, u"{fill:N}{date}"_s}}};
+    QTest::newRow("lone high surrogate") << Case{.text = u"\xD83D{clipboard}{fill:a}"_s, .expected = u"\uFFFDCx"_s, .fills = {{u"a"_s, u"x"_s}}, .clipboard = u"C"_s};
+    QTest::newRow("lone low surrogate, fills pending") << Case{.text = u"{fill:a}\xDC00"_s, .expected = u"{fill:a}\xDC00"_s, .pending = {u"a"_s}};
+    QTest::newRow("label with a lone surrogate") << Case{.text = u"{fill:a\xD800}"_s, .expected = u"x"_s, .fills = {{u"a\uFFFD"_s, u"x"_s}}};
+    QTest::newRow("canonically equal labels are one field") << Case{.text = u"{fill:caf\u00e9}{fill:cafe\u0301}"_s, .expected = u"{fill:caf\u00e9}{fill:cafe\u0301}"_s, .pending = {u"caf\u00e9"_s}};
+    QTest::newRow("value under the other spelling") << Case{.text = u"{fill:cafe\u0301}|{fill:caf\u00e9}"_s, .expected = u"x|x"_s, .fills = {{u"caf\u00e9"_s, u"x"_s}}};
+    QTest::newRow("exact spelling first") << Case{.text = u"{fill:cafe\u0301}|{fill:caf\u00e9}"_s, .expected = u"d|c"_s, .fills = {{u"caf\u00e9"_s, u"c"_s}, {u"cafe\u0301"_s, u"d"_s}}};
+    QTest::newRow("labels stay case-sensitive") << Case{.text = u"{fill:\u00c9}{fill:\u00e9}"_s, .expected = u"{fill:\u00c9}{fill:\u00e9}"_s, .pending = {u"\u00c9"_s, u"\u00e9"_s}};
     // clang-format on
 }
 
@@ -139,6 +146,7 @@ void TestMacroProcessor::previewText_data()
     QTest::newRow("cursor, snippet, unknown")
         << u"a{cursor}b{snippet:sig}{Foo:Bar}"_s << u"a│b{foo:Bar}"_s;
     QTest::newRow("date, time, clipboard") << u"{date}{time:'t'}[{clipboard}]"_s << u"«date»t[]"_s;
+    QTest::newRow("lone surrogate") << u"\xDBFF{fill:x}"_s << u"\uFFFD[x]"_s;
 }
 
 void TestMacroProcessor::previewText()
