@@ -1,6 +1,7 @@
 #include "macros/MacroProcessor.h"
 
 #include "macros/MacroMatching.h"
+#include "macros/TimeZones.h"
 #include "platform/api/ClipboardReader.h"
 #include "text/TextRules.h"
 
@@ -62,8 +63,10 @@ std::unique_ptr<icu::SimpleDateFormat> makeFormatter(const MacroProcessor::DateC
     auto formatter = std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(), locale, status);
     if (U_FAILURE(status))
         return nullptr;
-    if (!context.timeZoneId.isEmpty())
-        formatter->adoptTimeZone(icu::TimeZone::createTimeZone(toIcu(context.timeZoneId)));
+    // Never ICU's default zone: it is fixed at its first use and misses later changes.
+    formatter->adoptTimeZone(context.timeZoneId.isEmpty()
+                                 ? icu::TimeZone::detectHostTimeZone()
+                                 : TimeZones::create(context.timeZoneId).release());
     return formatter;
 }
 
@@ -329,7 +332,17 @@ QList<MacroProcessor::TimeFormatPreset> MacroProcessor::timePresets(const DateCo
 
 MacroProcessor::DateContext MacroProcessor::currentDateContext()
 {
-    return {QDateTime::currentDateTimeUtc(), userLocaleId(), QString()};
+    return {QDateTime::currentDateTimeUtc(), userLocaleId(), systemTimeZone()};
+}
+
+QString MacroProcessor::systemTimeZone()
+{
+    return systemTimeZone(u"/etc/localtime"_s, u"/etc/timezone"_s);
+}
+
+QString MacroProcessor::systemTimeZone(const QString& localtimePath, const QString& timezonePath)
+{
+    return TimeZones::systemZone(localtimePath, timezonePath);
 }
 
 QString MacroProcessor::userLocaleId()
@@ -340,14 +353,24 @@ QString MacroProcessor::userLocaleId()
         if (!name.isEmpty())
             break;
     }
-    // POSIX names look like de_DE.UTF-8@euro; ICU wants de_DE.
-    for (const QChar separator : {u'.', u'@'}) {
-        const qsizetype cut = name.indexOf(separator);
-        if (cut >= 0)
-            name.truncate(cut);
+    // POSIX names look like sr_RS.UTF-8@latin; ICU wants sr_Latn_RS, and de_DE for de_DE@euro.
+    QString modifier;
+    if (const qsizetype at = name.indexOf(u'@'); at >= 0) {
+        modifier = name.mid(at + 1);
+        name.truncate(at);
     }
+    if (const qsizetype dot = name.indexOf(u'.'); dot >= 0)
+        name.truncate(dot);
     if (name.isEmpty() || name == u"C"_s || name == u"POSIX"_s)
         return u"en_US_POSIX"_s;
+    static const QHash<QString, QString> scripts = {
+        {u"latin"_s, u"Latn"_s}, {u"cyrillic"_s, u"Cyrl"_s}, {u"devanagari"_s, u"Deva"_s}};
+    if (const QString script = scripts.value(modifier); !script.isEmpty()) {
+        const qsizetype territory = name.indexOf(u'_');
+        if (territory < 0)
+            return name + u"_"_s + script;
+        return name.left(territory) + u"_"_s + script + name.mid(territory);
+    }
     return name;
 }
 

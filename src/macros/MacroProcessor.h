@@ -62,7 +62,8 @@ public:
         bool operator==(const MacroRange&) const = default;
     };
 
-    // What dates and times are rendered for. An empty timeZoneId means ICU's default zone.
+    // What dates and times are rendered for. The zone is a zone name or a POSIX TZ rule; empty
+    // means the zone the host reports.
     struct DateContext {
         QDateTime instant;
         QString localeId;
@@ -114,6 +115,11 @@ public:
 
     // The current instant with the environment's locale and ICU's default time zone.
     static DateContext currentDateContext();
+    // The system's time zone at this moment: TZ when set (a zone name, a path into the zone
+    // database, a POSIX rule such as "CET-1CEST,M3.5.0,M10.5.0/3"; empty is UTC), else the zone
+    // /etc/localtime links to, else the name in /etc/timezone; empty when none says.
+    static QString systemTimeZone();
+    static QString systemTimeZone(const QString& localtimePath, const QString& timezonePath);
     // ICU locale id from LC_ALL, LC_TIME or LANG (first non-empty); "en_US_POSIX" for C/POSIX.
     static QString userLocaleId();
 
