@@ -1,6 +1,5 @@
-#include "richtext/RtfReader.h"
-
 #include "richtext/CodePage.h"
+#include "richtext/RtfReader.h"
 
 #include <QColor>
 #include <QTextBlockFormat>
@@ -324,6 +323,7 @@ private:
     void commitFontName();
     void commitColor();
     int currentCodePage() const;
+    bool awaitingTrailByte();
     QTextCharFormat format(const CharState& state);
     void count(qsizetype characters, qsizetype pieces);
 
@@ -339,7 +339,9 @@ private:
 
     int m_codePage = 1252;
     CodePageDecoder m_decoder;
-    std::string m_bytes; // \'hh bytes not decoded yet
+    std::string m_bytes;            // \'hh bytes not decoded yet
+    std::size_t m_bytesScanned = 0; // of m_bytes, for lead bytes
+    bool m_trailByteDue = false;    // m_bytes ends with a lead byte
 
     std::map<int, Font> m_fonts;
     int m_fontBeingDefined = -1;
@@ -553,6 +555,15 @@ void Parser::text()
         ++m_pos;
         return;
     }
+    if (c < 0x20 && c != '\t') {
+        ++m_pos; // a line end or other control character: no text, nor the end of a character
+        return;
+    }
+    if (!m_bytes.empty() && awaitingTrailByte()) {
+        m_bytes.push_back(char(c)); // the second byte of a character, written as itself
+        ++m_pos;
+        return;
+    }
     flushBytes();
     qsizetype end = m_pos;
     while (end < m_size) {
@@ -560,10 +571,6 @@ void Parser::text()
         if (b >= 0x80 || (b < 0x20 && b != '\t') || b == '\\' || b == '{' || b == '}')
             break;
         ++end;
-    }
-    if (end == m_pos) {
-        ++m_pos; // a control character
-        return;
     }
     output(QString::fromLatin1(m_data + m_pos, end - m_pos));
     m_pos = end;
@@ -825,12 +832,26 @@ int Parser::currentCodePage() const
     return m_codePage;
 }
 
+// Whether the pending bytes end with the first byte of a two-byte character. Scanned once each:
+// the code page cannot change while bytes are pending, since every control word flushes them.
+bool Parser::awaitingTrailByte()
+{
+    const int codePage = currentCodePage();
+    for (; m_bytesScanned < m_bytes.size(); ++m_bytesScanned) {
+        const auto byte = static_cast<unsigned char>(m_bytes[m_bytesScanned]);
+        m_trailByteDue = !m_trailByteDue && CodePageDecoder::isLeadByte(codePage, byte);
+    }
+    return m_trailByteDue;
+}
+
 void Parser::flushBytes()
 {
     if (m_bytes.empty())
         return;
     const QString decoded = m_decoder.decode(m_bytes, currentCodePage());
     m_bytes.clear();
+    m_bytesScanned = 0;
+    m_trailByteDue = false;
     output(decoded);
 }
 

@@ -4,6 +4,7 @@
 #include "support/RichTextTestSupport.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QTest>
 
@@ -38,6 +39,8 @@ private Q_SLOTS:
     void fixtures();
     void constructs_data();
     void constructs();
+    void codePages_data();
+    void codePages();
     void malformed_data();
     void malformed();
     void corpus();
@@ -158,6 +161,55 @@ void TestRtfReader::constructs()
     QCOMPARE(dump(*doc), expected);
 }
 
+// Apple's code pages and the Mac \fcharset values, as early TextEdit and Word for Mac wrote
+// them. The bytes are Apple's encodings of the texts.
+void TestRtfReader::codePages_data()
+{
+    QTest::addColumn<QByteArray>("rtf");
+    QTest::addColumn<QString>("text");
+    // clang-format off
+    QTest::newRow("\\mac") << QByteArray("{\\rtf1\\mac caf\\'8e \\'aa \\'de}") << u"café ™ ﬁ"_s;
+    QTest::newRow("\\ansicpg10001 (Japanese)") << QByteArray("{\\rtf1\\mac\\ansicpg10001 \\'93\\'fa\\'96\\'7b\\'8c\\'ea\\'81`\\'85@\\'fd\\'81c}") << u"日本語〜①©…"_s;
+    QTest::newRow("\\ansicpg10002 (Traditional Chinese)") << QByteArray("{\\rtf1\\mac\\ansicpg10002 \\'a4\\'a4\\'a4\\'e5\\'a1E\\'fd}") << u"中文·©"_s;
+    QTest::newRow("\\ansicpg10003 (Korean)") << QByteArray("{\\rtf1\\mac\\ansicpg10003 \\'c7\\'d1\\'b1\\'b9\\'be\\'ee\\'81\\'83}") << u"한국어₩©"_s;
+    QTest::newRow("\\ansicpg10004 (Arabic)") << QByteArray("{\\rtf1\\mac\\ansicpg10004 \\'d9\\'d1\\'c8\\'ea}") << u"عربي"_s;
+    QTest::newRow("\\ansicpg10005 (Hebrew)") << QByteArray("{\\rtf1\\mac\\ansicpg10005 \\'f2\\'e1\\'f8\\'e9\\'fa}") << u"עברית"_s;
+    QTest::newRow("\\ansicpg10006 (Greek)") << QByteArray("{\\rtf1\\mac\\ansicpg10006 \\'b6\\'ec\\'ec\\'e8\\'ee\\'e9\\'eb\\'c0}") << u"Ελληνικά"_s;
+    QTest::newRow("\\ansicpg10007 (Cyrillic)") << QByteArray("{\\rtf1\\mac\\ansicpg10007 \\'8f\\'f0\\'e8\\'e2\\'e5\\'f2}") << u"Привет"_s;
+    QTest::newRow("\\ansicpg10008 (Simplified Chinese)") << QByteArray("{\\rtf1\\mac\\ansicpg10008 \\'d6\\'d0\\'ce\\'c4\\'a1\\'ab}") << u"中文〜"_s;
+    QTest::newRow("\\ansicpg10029 (Central European)") << QByteArray("{\\rtf1\\mac\\ansicpg10029 \\'fc\\'97d\\'90}") << u"Łódź"_s;
+    QTest::newRow("\\ansicpg10079 (Icelandic)") << QByteArray("{\\rtf1\\mac\\ansicpg10079 \\'de\\'97r \\'a0r}") << u"Þór Ýr"_s;
+    QTest::newRow("\\ansicpg10081 (Turkish)") << QByteArray("{\\rtf1\\mac\\ansicpg10081 \\'dc\\'df\\'db}") << u"İşğ"_s;
+    QTest::newRow("\\ansicpg20932 (EUC-JP)") << QByteArray("{\\rtf1\\ansicpg20932 \\'c6\\'fc\\'cb\\'dc\\'b8\\'ec}") << u"日本語"_s;
+    QTest::newRow("\\ansicpg51932 (EUC-JP)") << QByteArray("{\\rtf1\\ansicpg51932 \\'c6\\'fc\\'cb\\'dc\\'b8\\'ec}") << u"日本語"_s;
+    QTest::newRow("\\fcharset77 (Roman)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset77 F;}}\\f1 \\'8e}") << u"é"_s;
+    QTest::newRow("\\fcharset78 (Japanese)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset78 F;}}\\f1 \\'93\\'fa\\'96\\'7b\\'81`}") << u"日本〜"_s;
+    QTest::newRow("\\fcharset79 (Korean)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset79 F;}}\\f1 \\'c7\\'d1\\'b1\\'b9}") << u"한국"_s;
+    QTest::newRow("\\fcharset80 (Simplified Chinese)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset80 F;}}\\f1 \\'d6\\'d0\\'ce\\'c4}") << u"中文"_s;
+    QTest::newRow("\\fcharset81 (Traditional Chinese)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset81 F;}}\\f1 \\'a4\\'a4\\'a4\\'e5}") << u"中文"_s;
+    QTest::newRow("\\fcharset83 (Hebrew)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset83 F;}}\\f1 \\'f2\\'e1\\'f8\\'e9\\'fa}") << u"עברית"_s;
+    QTest::newRow("\\fcharset84 (Arabic)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset84 F;}}\\f1 \\'d9\\'d1\\'c8\\'ea}") << u"عربي"_s;
+    QTest::newRow("\\fcharset85 (Greek)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset85 F;}}\\f1 \\'b6\\'ec\\'ec\\'e8\\'ee\\'e9\\'eb\\'c0}") << u"Ελληνικά"_s;
+    QTest::newRow("\\fcharset86 (Turkish)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset86 F;}}\\f1 \\'dc\\'df\\'db}") << u"İşğ"_s;
+    QTest::newRow("\\fcharset87 (Thai)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset87 F;}}\\f1 \\'c0\\'d2\\'c9\\'d2\\'e4\\'b7\\'c2}") << u"ภาษาไทย"_s;
+    QTest::newRow("\\fcharset88 (Central European)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset88 F;}}\\f1 \\'fc\\'97d\\'90}") << u"Łódź"_s;
+    QTest::newRow("\\fcharset89 (Cyrillic)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset89 F;}}\\f1 \\'8f\\'f0\\'e8\\'e2\\'e5\\'f2}") << u"Привет"_s;
+    QTest::newRow("\\ansicpg10001, trail byte escaped") << QByteArray(R"({\rtf1\mac\ansicpg10001 \'81\'60\'83\'41})") << u"〜ア"_s;
+    QTest::newRow("cp932, trail byte as text") << QByteArray(R"({\rtf1\ansicpg932 \'83A\'95\'5c})") << u"ア表"_s;
+    QTest::newRow("cp936, trail byte as text") << QByteArray(R"({\rtf1\ansicpg936 \'81@x})") << u"丂x"_s;
+    QTest::newRow("lead byte, then a group") << QByteArray(R"({\rtf1\ansicpg932 \'83{A}})") << u"A"_s;
+    // clang-format on
+}
+
+void TestRtfReader::codePages()
+{
+    QFETCH(QByteArray, rtf);
+    QFETCH(QString, text);
+    const std::unique_ptr<QTextDocument> doc = RtfReader::read(rtf);
+    QVERIFY(doc);
+    QCOMPARE(RichText::plainCharacters(*doc), text);
+}
+
 void TestRtfReader::malformed_data()
 {
     QTest::addColumn<QByteArray>("rtf");
@@ -243,6 +295,16 @@ void TestRtfReader::outputBound()
     QTextDocument doc;
     doc.setPlainText(QString::fromLatin1(text) + u"b"_s);
     QVERIFY(!RtfWriter::write(doc));
+
+    // Second bytes written as text join the bytes before them one at a time: each must cost
+    // the same however many came before (a rescan of them all took minutes here).
+    QElapsedTimer timer;
+    timer.start();
+    const auto kana =
+        RtfReader::read(QByteArray("{\\rtf1\\ansicpg932 " + repeated("\\'83A", 250000) + "}"));
+    QVERIFY(kana);
+    QCOMPARE(RichText::plainCharacters(*kana), QString(250000, u'ア'));
+    QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
 }
 
 QTEST_MAIN(TestRtfReader)
