@@ -1,4 +1,5 @@
 #include "richtext/CodePage.h"
+
 #include "richtext/MacCodePages.h"
 
 #include <array>
@@ -23,6 +24,15 @@ QString decodeCp1252(std::string_view bytes)
         data[i] =
             byte >= 0x80 && byte < 0xA0 ? QChar(cp1252High[byte - 0x80]) : QChar(char16_t(byte));
     }
+    return out;
+}
+
+QString decodeSymbol(std::string_view bytes)
+{
+    QString out(static_cast<qsizetype>(bytes.size()), Qt::Uninitialized);
+    QChar* data = out.data();
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        data[i] = QChar(char16_t(0xF000 | static_cast<unsigned char>(bytes[i])));
     return out;
 }
 
@@ -160,6 +170,8 @@ QString CodePageDecoder::decode(std::string_view bytes, int codePage)
         return QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
     if (codePage == 1252 || codePage <= 0)
         return decodeCp1252(bytes);
+    if (codePage == symbolCodePage)
+        return decodeSymbol(bytes);
     if (MacCodePages::singleByte(codePage))
         return decodeMacSingleByte(bytes, codePage);
     if (MacCodePages::doubleByte(codePage))
@@ -180,6 +192,8 @@ int CodePageDecoder::codePageOfCharset(int charset)
     switch (charset) {
     case 0:
         return 1252;
+    case 2:
+        return symbolCodePage;
     case 77: // the Mac charsets, as Word for Mac and early TextEdit write them
         return 10000;
     case 78:

@@ -9,7 +9,8 @@ struct UConverter;
 
 // Decodes the bytes of \'hh escapes in the code page a document or font names. Converters are
 // opened on first use and kept for the decoder's life; unknown code pages read as cp1252.
-// Apple's Mac OS code pages that ICU lacks come from our own tables.
+// Apple's Mac OS code pages that ICU lacks come from our own tables; code page 42 (the symbol
+// character set) gives each byte as U+F000 plus the byte, as Windows does.
 class CodePageDecoder {
 public:
     CodePageDecoder();
@@ -25,6 +26,8 @@ public:
 
     // The code page of an RTF \fcharset value; 0 when the charset names none.
     static int codePageOfCharset(int charset);
+
+    static constexpr int symbolCodePage = 42;
 
 private:
     struct Close {

@@ -1,5 +1,6 @@
 #include "richtext/CodePage.h"
 #include "richtext/RtfReader.h"
+#include "richtext/SymbolFonts.h"
 
 #include <QColor>
 #include <QTextBlockFormat>
@@ -53,6 +54,8 @@ struct GroupState {
 struct Font {
     QString name;
     int codePage = 0; // 0: the document's
+    bool symbolCharset = false;
+    SymbolFonts::Font symbol = SymbolFonts::Font::None;
 };
 
 struct Field {
@@ -324,6 +327,8 @@ private:
     void commitColor();
     int currentCodePage() const;
     bool awaitingTrailByte();
+    SymbolFonts::Font symbolFont() const;
+    QString symbolText(QStringView s) const;
     QTextCharFormat format(const CharState& state);
     void count(qsizetype characters, qsizetype pieces);
 
@@ -346,6 +351,7 @@ private:
     std::map<int, Font> m_fonts;
     int m_fontBeingDefined = -1;
     QString m_fontName;
+    bool m_hasSymbolFonts = false;
     std::vector<std::optional<QColor>> m_colors; // nothing: the default colour
     int m_red = 0, m_green = 0, m_blue = 0;
     bool m_colorGiven = false;
@@ -572,7 +578,8 @@ void Parser::text()
             break;
         ++end;
     }
-    output(QString::fromLatin1(m_data + m_pos, end - m_pos));
+    const QString run = QString::fromLatin1(m_data + m_pos, end - m_pos);
+    output(symbolFont() == SymbolFonts::Font::None ? run : symbolText(run));
     m_pos = end;
 }
 
@@ -672,12 +679,16 @@ void Parser::tableWord(Kind kind, std::optional<int> parameter)
         m_colorGiven = true;
         return;
     }
+    // Text read before a font is (re)defined keeps what it was read with: its family and, for
+    // a symbol font, its characters.
+    flushText();
     if (kind == Kind::Font && parameter) {
         commitFontName();
         m_fontBeingDefined = -1;
-        if (m_fonts.size() < maxTableEntries || m_fonts.count(value)) {
+        if (value >= 0 && (m_fonts.size() < maxTableEntries || m_fonts.count(value))) {
             m_fontBeingDefined = value;
             m_fonts[value] = Font();
+            m_formats.clear();
         }
         return;
     }
@@ -687,6 +698,11 @@ void Parser::tableWord(Kind kind, std::optional<int> parameter)
         Font& font = m_fonts[m_fontBeingDefined];
         if (font.codePage == 0)
             font.codePage = CodePageDecoder::codePageOfCharset(value);
+        if (value == 2) {
+            font.symbolCharset = true;
+            font.symbol = SymbolFonts::fontNamed(font.name, true);
+            m_hasSymbolFonts = true;
+        }
     } else if (kind == Kind::FontCodePage && value > 0) {
         m_fonts[m_fontBeingDefined].codePage = value;
     }
@@ -716,7 +732,7 @@ void Parser::formattingWord(const Entry& entry, std::optional<int> parameter)
         chr.strike = on;
         break;
     case Kind::Font:
-        if (parameter)
+        if (parameter && *parameter >= 0)
             chr.font = *parameter;
         break;
     case Kind::FontSize: {
@@ -744,8 +760,13 @@ void Parser::formattingWord(const Entry& entry, std::optional<int> parameter)
             break;
         // Signed 16-bit in the file: \u-10179 is U+D83D.
         const int value = *parameter < 0 ? *parameter + 65536 : *parameter;
-        if (value >= 0 && value <= 0xFFFF)
-            outputCharacter(char16_t(value));
+        if (value >= 0 && value <= 0xFFFF) {
+            const auto c = char16_t(value);
+            if (symbolFont() == SymbolFonts::Font::None)
+                outputCharacter(c);
+            else
+                output(symbolText(QStringView(&c, 1)));
+        }
         m_skip = m_cur.unicodeSkip;
         break;
     }
@@ -824,10 +845,12 @@ void Parser::count(qsizetype characters, qsizetype pieces)
 
 int Parser::currentCodePage() const
 {
-    const int font =
-        m_cur.destination == Destination::FontTable ? m_fontBeingDefined : m_cur.chr.font;
-    const auto found = m_fonts.find(font);
-    if (found != m_fonts.end() && found->second.codePage > 0)
+    if (symbolFont() != SymbolFonts::Font::None)
+        return CodePageDecoder::symbolCodePage; // one byte, one picture
+    const bool names = m_cur.destination == Destination::FontTable;
+    const auto found = m_fonts.find(names ? m_fontBeingDefined : m_cur.chr.font);
+    if (found != m_fonts.end() && found->second.codePage > 0 &&
+        !(names && found->second.codePage == CodePageDecoder::symbolCodePage))
         return found->second.codePage;
     return m_codePage;
 }
@@ -844,6 +867,31 @@ bool Parser::awaitingTrailByte()
     return m_trailByteDue;
 }
 
+SymbolFonts::Font Parser::symbolFont() const
+{
+    if (!m_hasSymbolFonts || m_cur.destination != Destination::Text)
+        return SymbolFonts::Font::None;
+    const auto found = m_fonts.find(m_cur.chr.font);
+    return found == m_fonts.end() ? SymbolFonts::Font::None : found->second.symbol;
+}
+
+// Text in a symbol font as the characters it shows. Bytes arrive as U+F0xx; ASCII as itself.
+// Other characters (a \u above 0x7F) are already Unicode and stay, so that what the writer
+// writes of them reads back the same.
+QString Parser::symbolText(QStringView s) const
+{
+    const SymbolFonts::Font font = symbolFont();
+    QString out;
+    out.reserve(s.size());
+    for (const QChar c : s) {
+        const char16_t u = c.unicode();
+        const bool mapped = u < 0x80 || (u >= 0xF020 && u <= 0xF0FF);
+        const char32_t shown = mapped ? SymbolFonts::character(font, u) : u;
+        out += QStringView(QChar::fromUcs4(shown));
+    }
+    return out;
+}
+
 void Parser::flushBytes()
 {
     if (m_bytes.empty())
@@ -852,7 +900,7 @@ void Parser::flushBytes()
     m_bytes.clear();
     m_bytesScanned = 0;
     m_trailByteDue = false;
-    output(decoded);
+    output(symbolFont() == SymbolFonts::Font::None ? decoded : symbolText(decoded));
 }
 
 void Parser::flushText()
@@ -891,7 +939,11 @@ void Parser::commitFontName()
     m_fontName.removeIf([](QChar c) { return c.unicode() < 0x20; });
     m_fontName = m_fontName.trimmed();
     if (m_fontBeingDefined >= 0 && !m_fontName.isEmpty()) {
-        m_fonts[m_fontBeingDefined].name = m_fontName;
+        flushText();
+        Font& font = m_fonts[m_fontBeingDefined];
+        font.name = m_fontName;
+        font.symbol = SymbolFonts::fontNamed(font.name, font.symbolCharset);
+        m_hasSymbolFonts = m_hasSymbolFonts || font.symbol != SymbolFonts::Font::None;
         m_formats.clear();
     }
     m_fontName.clear();

@@ -71,11 +71,11 @@ void TestRtfReader::fixtures_data()
                   {u"the link"_s, u"u f=Calibri z=11 c=#0563c1 a=https://example.com/word#part2"_s},
                   {u"Привет"_s, u"f=Courier New Cyr z=11"_s}, {u"日本"_s, u"f=MS Mincho z=11"_s}};
     QTest::newRow("WordPad") << u"wordpad.rtf"_s
-        << u"Plain bold italic underline strike red blue big\nПривет, мир!\ncentred\n€ right\n·\tbullet\nnext line\n"_s
+        << u"Plain bold italic underline strike red blue big\nПривет, мир!\ncentred\n€ right\n•\tbullet\nnext line\n"_s
         << u"<<=><<"_s
         << Probes{{u"Plain"_s, u"f=Calibri z=11"_s}, {u"bold"_s, u"b f=Calibri z=11"_s}, {u"strike"_s, u"s f=Calibri z=11"_s},
                   {u"red"_s, u"f=Calibri z=11 c=#ff0000"_s}, {u"blue big"_s, u"f=Calibri z=14 c=#004dbb"_s},
-                  {u"Привет"_s, u"f=Calibri z=11"_s}, {u"мир"_s, u"b f=Calibri z=11"_s}, {u"·"_s, u"f=Symbol z=10"_s}};
+                  {u"Привет"_s, u"f=Calibri z=11"_s}, {u"мир"_s, u"b f=Calibri z=11"_s}, {u"•"_s, u"f=Symbol z=10"_s}};
     QTest::newRow("TextEdit (Cocoa)") << u"cocoa-textedit.rtf"_s
         << u"Dear {fill:Name},\n\nBold red and italic and underlined and struck and grey.\nCentred a link\ncafé € “quoted” \U0001F44D\U0001F3FD e\u0301"_s
         << u"<<<=>"_s
@@ -149,6 +149,13 @@ void TestRtfReader::constructs_data()
     QTest::newRow("white space before the header") << QByteArray("\r\n {\\rtf1 a}") << u"<[a|]"_s;
     QTest::newRow("\\bin in text") << QByteArray(R"({\rtf1 a\bin2 {}b})") << u"<[ab|]"_s;
     QTest::newRow("non-text characters dropped") << QByteArray("{\\rtf1 a\x01\\uc0\\u0\\u8233\\u65532\\u64976 b}") << u"<[ab|]"_s;
+    QTest::newRow("Symbol: bullet and Greek") << QByteArray(R"({\rtf1{\fonttbl{\f1\froman\fcharset2 Symbol;}}\f1\'b7 ab\'a5})") << u"<[• αβ∞|f=Symbol]"_s;
+    QTest::newRow("Symbol by name, private-use code") << QByteArray(R"({\rtf1{\fonttbl{\f1 Symbol;}}\f1\u-3913?\u-3999?})") << u"<[•α|f=Symbol]"_s;
+    QTest::newRow("Symbol in a double-byte document") << QByteArray(R"({\rtf1\ansicpg932{\fonttbl{\f1\fcharset2 Symbol;}}\f1\'b7\'b7 x})") << u"<[•• ξ|f=Symbol]"_s;
+    QTest::newRow("Wingdings") << QByteArray(R"({\rtf1{\fonttbl{\f1\fnil\fcharset2 Wingdings;}}\f1 J\'fc\'9f\'e8})") << u"<[☺✓•🡺|f=Wingdings]"_s;
+    QTest::newRow("Webdings") << QByteArray(R"({\rtf1{\fonttbl{\f1\fcharset2 Webdings;}}\f1 a\'f0})") << u"<[✔🗧|f=Webdings]"_s;
+    QTest::newRow("other symbol font: private use") << QByteArray(R"({\rtf1{\fonttbl{\f1\fcharset2 Marlett;}}\f1 a\'b7})") << u"<[\uF061\uF0B7|f=Marlett]"_s;
+    QTest::newRow("symbol font ends with its run") << QByteArray(R"({\rtf1{\fonttbl{\f0 Arial;}{\f1\fcharset2 Symbol;}}{\f1 a}\f0 a})") << u"<[α|f=Symbol][a|f=Arial]"_s;
     // clang-format on
 }
 
