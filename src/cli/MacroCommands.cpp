@@ -3,6 +3,7 @@
 #include "richtext/PlainCharacters.h"
 #include "richtext/RtfReader.h"
 #include "richtext/RtfWriter.h"
+#include "text/TextRules.h"
 
 #include <QFile>
 #include <QHash>
@@ -45,8 +46,7 @@ Outcome resolveRtfFile(const QString& path, const std::optional<QString>& clipbo
         return failure(path + u" is not a readable RTF document"_s);
 
     const QString plain = RichText::plainCharacters(*document);
-    QList<FillInField> pending = MacroProcessor::fillInFields(plain);
-    pending.removeIf([&](const FillInField& f) { return fillInValues.contains(f.id); });
+    const QList<FillInField> pending = MacroProcessor::pendingFillIns(plain, fillInValues);
     if (!pending.isEmpty())
         return Cli::success(resolutionJson({plain, 0, pending}) + u"\n"_s);
 
@@ -87,12 +87,14 @@ Outcome runResolve(const QStringList& arguments, CommandServices&)
         const auto pair = Cli::splitPair(value);
         if (!pair)
             return Cli::usageError(u"--snippet expects ABBR=TEXT, got \""_s + value + u"\""_s);
-        // The first snippet with an abbreviation wins, as in the library's order.
-        if (!snippets.contains(pair->first))
-            snippets.insert(pair->first, pair->second);
+        // The first snippet with an abbreviation wins, as in the library's order; canonically
+        // equal abbreviations are one.
+        const QString key = TextRules::canonicalForm(pair->first);
+        if (!snippets.contains(key))
+            snippets.insert(key, pair->second);
     }
     const auto lookup = [&snippets](const QString& abbreviation) -> std::optional<QString> {
-        const auto it = snippets.constFind(abbreviation);
+        const auto it = snippets.constFind(TextRules::canonicalForm(abbreviation));
         return it == snippets.cend() ? std::nullopt : std::optional<QString>(*it);
     };
 

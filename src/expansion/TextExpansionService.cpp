@@ -204,19 +204,22 @@ void TextExpansionService::updateSnippets(std::vector<SnippetRecord> records)
         abbreviations.push_back(record.abbreviation);
     next->index = AbbreviationIndex(abbreviations);
 
+    // The exact lookup compares canonical forms, as the matcher does; the forms are needed
+    // only to sort, and a lookup makes the few it compares.
+    std::vector<QString> canonical;
+    canonical.reserve(records.size());
+    for (const SnippetRecord& record : records)
+        canonical.push_back(TextRules::canonicalForm(record.abbreviation));
     auto& byAbbreviation = next->byAbbreviation;
     byAbbreviation.resize(records.size());
     for (std::size_t i = 0; i < records.size(); ++i)
         byAbbreviation[i] = static_cast<std::uint32_t>(i);
     std::stable_sort(byAbbreviation.begin(), byAbbreviation.end(),
-                     [&](std::uint32_t a, std::uint32_t b) {
-                         return records[a].abbreviation < records[b].abbreviation;
-                     });
-    byAbbreviation.erase(std::unique(byAbbreviation.begin(), byAbbreviation.end(),
-                                     [&](std::uint32_t a, std::uint32_t b) {
-                                         return records[a].abbreviation == records[b].abbreviation;
-                                     }),
-                         byAbbreviation.end());
+                     [&](std::uint32_t a, std::uint32_t b) { return canonical[a] < canonical[b]; });
+    byAbbreviation.erase(
+        std::unique(byAbbreviation.begin(), byAbbreviation.end(),
+                    [&](std::uint32_t a, std::uint32_t b) { return canonical[a] == canonical[b]; }),
+        byAbbreviation.end());
     byAbbreviation.shrink_to_fit();
     next->records = std::move(records);
 
@@ -236,12 +239,15 @@ std::vector<TextExpansionService::SnippetRecord> TextExpansionService::snippets(
 std::optional<QString> TextExpansionService::expandedText(const QString& abbreviation) const
 {
     const std::shared_ptr<const SnippetSet> snippets = currentSnippets();
+    const QString key = TextRules::canonicalForm(abbreviation);
     const auto& positions = snippets->byAbbreviation;
-    const auto found = std::lower_bound(positions.begin(), positions.end(), abbreviation,
-                                        [&](std::uint32_t position, const QString& key) {
-                                            return snippets->records[position].abbreviation < key;
-                                        });
-    if (found == positions.end() || snippets->records[*found].abbreviation != abbreviation)
+    const auto canonicalAt = [&](std::uint32_t position) {
+        return TextRules::canonicalForm(snippets->records[position].abbreviation);
+    };
+    const auto found = std::lower_bound(
+        positions.begin(), positions.end(), key,
+        [&](std::uint32_t position, const QString& k) { return canonicalAt(position) < k; });
+    if (found == positions.end() || canonicalAt(*found) != key)
         return std::nullopt;
     return snippets->records[*found].expandedText;
 }

@@ -81,7 +81,8 @@ public:
     void updateSnippets(std::vector<SnippetRecord> records);
     std::vector<SnippetRecord> snippets() const;
 
-    // The plain text of the first snippet whose abbreviation is exactly `abbreviation`.
+    // The plain text of the first snippet whose abbreviation is `abbreviation`, compared
+    // case-sensitively under canonical equivalence as matching does.
     std::optional<QString> expandedText(const QString& abbreviation) const;
 
 Q_SIGNALS:
@@ -97,8 +98,8 @@ private:
     struct SnippetSet {
         std::vector<SnippetRecord> records;
         AbbreviationIndex index;
-        // Record positions sorted by abbreviation, only the first of equal ones: the exact
-        // lookup in four bytes a record.
+        // Record positions sorted by the abbreviation's canonical form, only the first of
+        // equal ones: the exact lookup in four bytes a record.
         std::vector<std::uint32_t> byAbbreviation;
     };
 

@@ -3,6 +3,7 @@
 // Internal to the macro processor: what its plain and rich resolutions share.
 
 #include "macros/MacroProcessor.h"
+#include "text/TextRules.h"
 
 #include <QHash>
 #include <QString>
@@ -21,10 +22,12 @@ struct Macro {
     QString passedThrough() const;
 };
 
-// Non-overlapping matches of the macro pattern, left to right.
+// Non-overlapping matches of the macro pattern, left to right, in text repaired by
+// TextRules::repairedUtf16 (the offsets are the same).
 template <typename Visit> void forEachMacro(const QString& text, Visit visit)
 {
-    QRegularExpressionMatchIterator it = MacroProcessor::macroPattern().globalMatch(text);
+    const QString valid = TextRules::repairedUtf16(text);
+    QRegularExpressionMatchIterator it = MacroProcessor::macroPattern().globalMatch(valid);
     while (it.hasNext()) {
         const QRegularExpressionMatch m = it.next();
         Macro macro{m.capturedStart(0), m.capturedEnd(0), m.captured(1).toLower(), std::nullopt};
@@ -35,12 +38,20 @@ template <typename Visit> void forEachMacro(const QString& text, Visit visit)
     }
 }
 
-// The fields of the text that the values leave without a value.
-QList<FillInField> pendingFillIns(const QString& text, const QHash<QString, QString>& fillInValues);
+// Fill-in values by label: the label as written, else one canonically equal to it.
+class FillInValues {
+public:
+    explicit FillInValues(const QHash<QString, QString>& values);
+    std::optional<QString> value(const QString& label) const;
+
+private:
+    const QHash<QString, QString>& m_values;
+    QHash<QString, QString> m_canonical;
+};
 
 // What a resolution puts in the macro's place; the cursor macro gives the empty string.
 QString replacement(const Macro& macro, const std::optional<QString>& clipboard,
-                    const QHash<QString, QString>& fillInValues,
+                    const FillInValues& fillInValues,
                     const MacroProcessor::SnippetLookup& snippetLookup);
 
 } // namespace MacroMatching

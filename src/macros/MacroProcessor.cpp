@@ -1,9 +1,11 @@
 #include "macros/MacroProcessor.h"
 
 #include "macros/MacroMatching.h"
+#include "macros/TimeZones.h"
 #include "platform/api/ClipboardReader.h"
 #include "text/TextRules.h"
 
+#include <QSet>
 #include <QUuid>
 #include <algorithm>
 #include <atomic>
@@ -23,11 +25,13 @@ const QString defaultFillLabel = u"Value"_s;
 
 std::atomic<const ClipboardReader*> installedClipboard{nullptr};
 
-// Builds the output of one forward pass: text between macros unchanged, each macro replaced.
-// Returns the UTF-16 offset in the output of the last cursor macro, if any.
+// Builds the output of one forward pass: text between macros unchanged (but for unpaired
+// surrogates), each macro replaced. Returns the UTF-16 offset in the output of the last cursor
+// macro, if any.
 template <typename Replace>
-std::optional<qsizetype> substitute(const QString& text, QString& out, Replace replace)
+std::optional<qsizetype> substitute(const QString& input, QString& out, Replace replace)
 {
+    const QString text = TextRules::repairedUtf16(input);
     std::optional<qsizetype> cursorOffset;
     qsizetype copied = 0;
     forEachMacro(text, [&](const Macro& macro) {
@@ -59,8 +63,10 @@ std::unique_ptr<icu::SimpleDateFormat> makeFormatter(const MacroProcessor::DateC
     auto formatter = std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(), locale, status);
     if (U_FAILURE(status))
         return nullptr;
-    if (!context.timeZoneId.isEmpty())
-        formatter->adoptTimeZone(icu::TimeZone::createTimeZone(toIcu(context.timeZoneId)));
+    // Never ICU's default zone: it is fixed at its first use and misses later changes.
+    formatter->adoptTimeZone(context.timeZoneId.isEmpty()
+                                 ? icu::TimeZone::detectHostTimeZone()
+                                 : TimeZones::create(context.timeZoneId).release());
     return formatter;
 }
 
@@ -126,16 +132,30 @@ QString MacroMatching::Macro::passedThrough() const
     return u"{"_s + name + u"}"_s;
 }
 
-QList<FillInField> MacroMatching::pendingFillIns(const QString& text,
-                                                 const QHash<QString, QString>& fillInValues)
+MacroMatching::FillInValues::FillInValues(const QHash<QString, QString>& values) : m_values(values)
 {
-    QList<FillInField> pending = MacroProcessor::fillInFields(text);
-    pending.removeIf([&](const FillInField& f) { return fillInValues.contains(f.id); });
-    return pending;
+    // In label order, so that of two canonically equal labels the same one always answers.
+    QStringList labels = values.keys();
+    labels.sort();
+    for (const QString& label : labels) {
+        const QString key = TextRules::canonicalForm(label);
+        if (!m_canonical.contains(key))
+            m_canonical.insert(key, values.value(label));
+    }
+}
+
+std::optional<QString> MacroMatching::FillInValues::value(const QString& label) const
+{
+    if (const auto exact = m_values.constFind(label); exact != m_values.cend())
+        return *exact;
+    if (const auto equal = m_canonical.constFind(TextRules::canonicalForm(label));
+        equal != m_canonical.cend())
+        return *equal;
+    return std::nullopt;
 }
 
 QString MacroMatching::replacement(const Macro& macro, const std::optional<QString>& clipboard,
-                                   const QHash<QString, QString>& fillInValues,
+                                   const FillInValues& fillInValues,
                                    const MacroProcessor::SnippetLookup& snippetLookup)
 {
     if (std::optional<QString> value = systemValue(macro, clipboard))
@@ -143,7 +163,7 @@ QString MacroMatching::replacement(const Macro& macro, const std::optional<QStri
     if (macro.name == u"cursor"_s)
         return QString();
     if (macro.name == u"fill"_s)
-        return fillInValues.value(macro.fillLabel());
+        return fillInValues.value(macro.fillLabel()).value_or(QString());
     if (macro.name == u"snippet"_s) {
         if (!macro.argument || !snippetLookup)
             return QString();
@@ -170,16 +190,27 @@ const QRegularExpression& MacroProcessor::macroPattern()
 QList<FillInField> MacroProcessor::fillInFields(const QString& text)
 {
     QList<FillInField> fields;
+    QSet<QString> seen; // canonical forms: "café" composed or not is one field
     forEachMacro(text, [&](const Macro& macro) {
         if (macro.name != u"fill"_s)
             return;
         const QString label = macro.fillLabel();
-        const bool seen = std::any_of(fields.cbegin(), fields.cend(),
-                                      [&](const FillInField& f) { return f.id == label; });
-        if (!seen)
+        const QString key = TextRules::canonicalForm(label);
+        if (!seen.contains(key)) {
+            seen.insert(key);
             fields.append({label, label});
+        }
     });
     return fields;
+}
+
+QList<FillInField> MacroProcessor::pendingFillIns(const QString& text,
+                                                  const QHash<QString, QString>& fillInValues)
+{
+    const MacroMatching::FillInValues values(fillInValues);
+    QList<FillInField> pending = fillInFields(text);
+    pending.removeIf([&](const FillInField& f) { return values.value(f.id).has_value(); });
+    return pending;
 }
 
 MacroResolutionResult MacroProcessor::resolve(const QString& text,
@@ -187,13 +218,14 @@ MacroResolutionResult MacroProcessor::resolve(const QString& text,
                                               const QHash<QString, QString>& fillInValues,
                                               const SnippetLookup& snippetLookup)
 {
-    QList<FillInField> pending = MacroMatching::pendingFillIns(text, fillInValues);
+    QList<FillInField> pending = pendingFillIns(text, fillInValues);
     if (!pending.isEmpty())
         return {text, 0, pending};
 
     MacroResolutionResult result;
+    const MacroMatching::FillInValues values(fillInValues);
     const std::optional<qsizetype> cursor = substitute(text, result.text, [&](const Macro& macro) {
-        return MacroMatching::replacement(macro, clipboard, fillInValues, snippetLookup);
+        return MacroMatching::replacement(macro, clipboard, values, snippetLookup);
     });
     if (cursor) {
         result.cursorBacktrackCount = TextRules::characterCount(result.text) -
@@ -300,7 +332,17 @@ QList<MacroProcessor::TimeFormatPreset> MacroProcessor::timePresets(const DateCo
 
 MacroProcessor::DateContext MacroProcessor::currentDateContext()
 {
-    return {QDateTime::currentDateTimeUtc(), userLocaleId(), QString()};
+    return {QDateTime::currentDateTimeUtc(), userLocaleId(), systemTimeZone()};
+}
+
+QString MacroProcessor::systemTimeZone()
+{
+    return systemTimeZone(u"/etc/localtime"_s, u"/etc/timezone"_s);
+}
+
+QString MacroProcessor::systemTimeZone(const QString& localtimePath, const QString& timezonePath)
+{
+    return TimeZones::systemZone(localtimePath, timezonePath);
 }
 
 QString MacroProcessor::userLocaleId()
@@ -311,14 +353,24 @@ QString MacroProcessor::userLocaleId()
         if (!name.isEmpty())
             break;
     }
-    // POSIX names look like de_DE.UTF-8@euro; ICU wants de_DE.
-    for (const QChar separator : {u'.', u'@'}) {
-        const qsizetype cut = name.indexOf(separator);
-        if (cut >= 0)
-            name.truncate(cut);
+    // POSIX names look like sr_RS.UTF-8@latin; ICU wants sr_Latn_RS, and de_DE for de_DE@euro.
+    QString modifier;
+    if (const qsizetype at = name.indexOf(u'@'); at >= 0) {
+        modifier = name.mid(at + 1);
+        name.truncate(at);
     }
+    if (const qsizetype dot = name.indexOf(u'.'); dot >= 0)
+        name.truncate(dot);
     if (name.isEmpty() || name == u"C"_s || name == u"POSIX"_s)
         return u"en_US_POSIX"_s;
+    static const QHash<QString, QString> scripts = {
+        {u"latin"_s, u"Latn"_s}, {u"cyrillic"_s, u"Cyrl"_s}, {u"devanagari"_s, u"Deva"_s}};
+    if (const QString script = scripts.value(modifier); !script.isEmpty()) {
+        const qsizetype territory = name.indexOf(u'_');
+        if (territory < 0)
+            return name + u"_"_s + script;
+        return name.left(territory) + u"_"_s + script + name.mid(territory);
+    }
     return name;
 }
 

@@ -40,7 +40,8 @@ struct RichResolutionResult {
 // called from any thread; the only shared data are the compiled pattern and the clipboard reader.
 class MacroProcessor {
 public:
-    // Nested snippets by exact abbreviation; an empty function means no lookup.
+    // Nested snippets by abbreviation, compared case-sensitively under canonical equivalence;
+    // an empty function means no lookup.
     using SnippetLookup = std::function<std::optional<QString>(const QString& abbreviation)>;
 
     struct DateFormatPreset {
@@ -61,7 +62,8 @@ public:
         bool operator==(const MacroRange&) const = default;
     };
 
-    // What dates and times are rendered for. An empty timeZoneId means ICU's default zone.
+    // What dates and times are rendered for. The zone is a zone name or a POSIX TZ rule; empty
+    // means the zone the host reports.
     struct DateContext {
         QDateTime instant;
         QString localeId;
@@ -73,7 +75,13 @@ public:
     // Group 1 is the name, group 2 the optional argument. Compiled once, shared by all threads.
     static const QRegularExpression& macroPattern();
 
+    // One field per label, in order of first appearance; canonically equal labels ("café"
+    // composed or decomposed) are one field, named as first written.
     static QList<FillInField> fillInFields(const QString& text);
+    // The fields of the text without a value: none under their label, nor under a canonically
+    // equal one.
+    static QList<FillInField> pendingFillIns(const QString& text,
+                                             const QHash<QString, QString>& fillInValues);
 
     static MacroResolutionResult resolve(const QString& text,
                                          const std::optional<QString>& clipboard = std::nullopt,
@@ -107,6 +115,11 @@ public:
 
     // The current instant with the environment's locale and ICU's default time zone.
     static DateContext currentDateContext();
+    // The system's time zone at this moment: TZ when set (a zone name, a path into the zone
+    // database, a POSIX rule such as "CET-1CEST,M3.5.0,M10.5.0/3"; empty is UTC), else the zone
+    // /etc/localtime links to, else the name in /etc/timezone; empty when none says.
+    static QString systemTimeZone();
+    static QString systemTimeZone(const QString& localtimePath, const QString& timezonePath);
     // ICU locale id from LC_ALL, LC_TIME or LANG (first non-empty); "en_US_POSIX" for C/POSIX.
     static QString userLocaleId();
 

@@ -1,5 +1,7 @@
 #include "richtext/CodePage.h"
 
+#include "richtext/MacCodePages.h"
+
 #include <array>
 #include <string>
 #include <unicode/ucnv.h>
@@ -25,6 +27,48 @@ QString decodeCp1252(std::string_view bytes)
     return out;
 }
 
+QString decodeSymbol(std::string_view bytes)
+{
+    QString out(static_cast<qsizetype>(bytes.size()), Qt::Uninitialized);
+    QChar* data = out.data();
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        data[i] = QChar(char16_t(0xF000 | static_cast<unsigned char>(bytes[i])));
+    return out;
+}
+
+QString decodeMacSingleByte(std::string_view bytes, int codePage)
+{
+    const std::array<char16_t, 128>& table = *MacCodePages::singleByte(codePage);
+    const std::span<const MacCodePages::Override> pairs =
+        MacCodePages::singleByteOverrides(codePage);
+    QString out;
+    out.reserve(static_cast<qsizetype>(bytes.size()));
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        out += QChar(byte < 0x80 ? char16_t(byte) : table[byte - 0x80]);
+        for (const MacCodePages::Override& pair : pairs) {
+            if (pair.bytes == byte)
+                out += QChar(pair.second);
+        }
+    }
+    return out;
+}
+
+// Lead bytes of the Windows double-byte code pages; none for the others.
+bool isWindowsLeadByte(int codePage, unsigned char byte)
+{
+    switch (codePage) {
+    case 932:
+        return (byte >= 0x81 && byte <= 0x9F) || (byte >= 0xE0 && byte <= 0xFC);
+    case 936:
+    case 949:
+    case 950:
+        return byte >= 0x81 && byte <= 0xFE;
+    default:
+        return false;
+    }
+}
+
 } // namespace
 
 CodePageDecoder::CodePageDecoder() = default;
@@ -42,7 +86,11 @@ UConverter* CodePageDecoder::converter(int codePage)
         return found->second.get();
     UConverter* opened = nullptr;
     const std::string number = std::to_string(codePage);
-    const std::string names[] = {codePage == 10000 ? std::string("macintosh") : "windows-" + number,
+    // ICU knows Windows' two EUC-JP code pages by the encoding's name only.
+    const bool eucJp = codePage == 20932 || codePage == 51932;
+    const std::string names[] = {codePage == 10000 ? std::string("macintosh")
+                                 : eucJp           ? std::string("EUC-JP")
+                                                   : "windows-" + number,
                                  "cp" + number, "ibm-" + number};
     for (const std::string& name : names) {
         UErrorCode status = U_ZERO_ERROR;
@@ -56,17 +104,8 @@ UConverter* CodePageDecoder::converter(int codePage)
     return opened;
 }
 
-QString CodePageDecoder::decode(std::string_view bytes, int codePage)
+QString CodePageDecoder::decodeWith(UConverter* cnv, std::string_view bytes)
 {
-    if (bytes.empty())
-        return QString();
-    if (codePage == 65001)
-        return QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
-    if (codePage == 1252 || codePage <= 0)
-        return decodeCp1252(bytes);
-    UConverter* cnv = converter(codePage);
-    if (!cnv)
-        return decodeCp1252(bytes);
     // No code page turns one byte into more than two UTF-16 units.
     QString out(static_cast<qsizetype>(bytes.size()) * 2 + 2, Qt::Uninitialized);
     UErrorCode status = U_ZERO_ERROR;
@@ -80,13 +119,105 @@ QString CodePageDecoder::decode(std::string_view bytes, int codePage)
     return out;
 }
 
+// Apple's characters where its table differs from the Windows code page, the Windows code page
+// for the rest.
+QString CodePageDecoder::decodeMacDoubleByte(std::string_view bytes, int codePage)
+{
+    const MacCodePages::DoubleByte& mac = *MacCodePages::doubleByte(codePage);
+    UConverter* base = converter(mac.baseCodePage);
+    QString out;
+    std::size_t pending = 0; // start of the bytes that the Windows code page decodes
+    const auto flush = [&](std::size_t end) {
+        if (end > pending) {
+            const std::string_view run = bytes.substr(pending, end - pending);
+            out += base ? decodeWith(base, run) : decodeCp1252(run);
+        }
+    };
+    for (std::size_t i = 0; i < bytes.size();) {
+        const auto byte = static_cast<unsigned char>(bytes[i]);
+        if (byte < 0x80) {
+            ++i;
+            continue;
+        }
+        const bool pair = mac.isLead(byte) && i + 1 < bytes.size();
+        const auto key = static_cast<std::uint16_t>(
+            pair ? byte << 8 | static_cast<unsigned char>(bytes[i + 1]) : byte);
+        const std::size_t length = pair ? 2 : 1;
+        const MacCodePages::Override* own = mac.find(key);
+        const bool shared = pair || (byte >= mac.sharedSingles[0] && byte <= mac.sharedSingles[1]);
+        if (own || !shared) {
+            flush(i);
+            if (own) {
+                out += QChar(own->first);
+                if (own->second)
+                    out += QChar(own->second);
+            } else {
+                out += QChar::ReplacementCharacter;
+            }
+            pending = i + length;
+        }
+        i += length;
+    }
+    flush(bytes.size());
+    return out;
+}
+
+QString CodePageDecoder::decode(std::string_view bytes, int codePage)
+{
+    if (bytes.empty())
+        return QString();
+    if (codePage == 65001)
+        return QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
+    if (codePage == 1252 || codePage <= 0)
+        return decodeCp1252(bytes);
+    if (codePage == symbolCodePage)
+        return decodeSymbol(bytes);
+    if (MacCodePages::singleByte(codePage))
+        return decodeMacSingleByte(bytes, codePage);
+    if (MacCodePages::doubleByte(codePage))
+        return decodeMacDoubleByte(bytes, codePage);
+    UConverter* cnv = converter(codePage);
+    return cnv ? decodeWith(cnv, bytes) : decodeCp1252(bytes);
+}
+
+bool CodePageDecoder::isLeadByte(int codePage, unsigned char byte)
+{
+    if (const MacCodePages::DoubleByte* mac = MacCodePages::doubleByte(codePage))
+        return mac->isLead(byte);
+    return isWindowsLeadByte(codePage, byte);
+}
+
 int CodePageDecoder::codePageOfCharset(int charset)
 {
     switch (charset) {
     case 0:
         return 1252;
-    case 77:
+    case 2:
+        return symbolCodePage;
+    case 77: // the Mac charsets, as Word for Mac and early TextEdit write them
         return 10000;
+    case 78:
+        return 10001;
+    case 79:
+        return 10003;
+    case 80:
+        return 10008;
+    case 81:
+        return 10002;
+    case 83:
+        return 10005;
+    case 84:
+        return 10004;
+    case 85:
+        return 10006;
+    case 86:
+        return 10081;
+    case 87:
+        return 10021;
+    case 88:
+        return 10029;
+    case 89:
+        return 10007;
     case 128:
         return 932;
     case 129:

@@ -132,6 +132,25 @@ std::vector<qsizetype> characterBoundaries(QStringView text)
     return boundaries;
 }
 
+QString repairedUtf16(const QString& text)
+{
+    QString repaired;
+    const qsizetype n = text.size();
+    for (qsizetype i = 0; i < n; ++i) {
+        const QChar c = text[i];
+        if (!c.isSurrogate())
+            continue;
+        if (c.isHighSurrogate() && i + 1 < n && text[i + 1].isLowSurrogate()) {
+            ++i;
+            continue;
+        }
+        if (repaired.isNull())
+            repaired = text;
+        repaired[i] = QChar::ReplacementCharacter;
+    }
+    return repaired.isNull() ? text : repaired;
+}
+
 QString canonicalForm(QStringView text)
 {
     UErrorCode status = U_ZERO_ERROR;

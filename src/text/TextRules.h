@@ -26,6 +26,10 @@ qsizetype characterCountBefore(QStringView text, qsizetype utf16Offset);
 // UTF-16 offsets where each character starts, followed by the text's length.
 std::vector<qsizetype> characterBoundaries(QStringView text);
 
+// The text with every unpaired surrogate replaced by U+FFFD, so offsets stay; valid text comes
+// back unchanged (and shared). Regular expressions match nothing in invalid UTF-16.
+QString repairedUtf16(const QString& text);
+
 // Canonical decomposition (NFD): canonically equivalent texts give the same units.
 QString canonicalForm(QStringView text);
 

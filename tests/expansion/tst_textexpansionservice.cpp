@@ -341,8 +341,13 @@ void TestTextExpansionService::updateSnippetsAndLookup()
 {
     Harness h;
     h.service.updateSnippets(
-        plainSnippets({u"=empty"_qs, u"sig=first"_qs, u"sig=second"_qs, u"Sig=upper"_qs}));
-    QCOMPARE(h.service.snippets().size(), 3u);
+        plainSnippets({u"=empty"_qs, u"sig=first"_qs, u"sig=second"_qs, u"Sig=upper"_qs,
+                       u"cafe\u0301=decomposed"_qs, u"caf\u00e9=composed"_qs}));
+    QCOMPARE(h.service.snippets().size(), 5u);
+    // Canonically equal abbreviations are the same one, as for matching.
+    QCOMPARE(h.service.expandedText(u"caf\u00e9"_qs), std::optional<QString>(u"decomposed"_qs));
+    QCOMPARE(h.service.expandedText(u"cafe\u0301"_qs), std::optional<QString>(u"decomposed"_qs));
+    QCOMPARE(h.service.expandedText(u"caf"_qs), std::nullopt);
     QCOMPARE(h.service.expandedText(u"sig"_qs), std::optional<QString>(u"first"_qs));
     QCOMPARE(h.service.expandedText(u"Sig"_qs), std::optional<QString>(u"upper"_qs));
     QCOMPARE(h.service.expandedText(u" sig"_qs), std::nullopt);

@@ -1,6 +1,9 @@
 #include "macros/MacroProcessor.h"
 #include "support/Fakes.h"
 
+#include <QFile>
+#include <QScopeGuard>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -67,6 +70,9 @@ private Q_SLOTS:
     void presets();
     void userLocale_data();
     void userLocale();
+    void systemTimeZone_data();
+    void systemTimeZone();
+    void systemTimeZoneFiles();
     void clipboardReader();
     void aiPlaceholder();
 };
@@ -101,6 +107,13 @@ void TestMacroProcessor::resolve_data()
     QTest::newRow("no lookup") << Case{.text = u"[{snippet:sig}]"_s, .expected = u"[]"_s, .snippets = {{u"sig"_s, u"x"_s}}, .lookup = false};
     QTest::newRow("nested snippet's own snippet") << Case{.text = u"{snippet:a}"_s, .expected = u"<>"_s, .snippets = {{u"a"_s, u"<{snippet:b}>"_s}, {u"b"_s, u"deep"_s}}};
     QTest::newRow("nested snippet with fill is raw") << Case{.text = u"{fill:N}{snippet:a}"_s, .expected = u"Ada{fill:N}{date}"_s, .fills = {{u"N"_s, u"Ada"_s}}, .snippets = {{u"a"_s, u"{fill:N}{date}"_s}}};
+    QTest::newRow("lone high surrogate") << Case{.text = u"\xD83D{clipboard}{fill:a}"_s, .expected = u"\uFFFDCx"_s, .fills = {{u"a"_s, u"x"_s}}, .clipboard = u"C"_s};
+    QTest::newRow("lone low surrogate, fills pending") << Case{.text = u"{fill:a}\xDC00"_s, .expected = u"{fill:a}\xDC00"_s, .pending = {u"a"_s}};
+    QTest::newRow("label with a lone surrogate") << Case{.text = u"{fill:a\xD800}"_s, .expected = u"x"_s, .fills = {{u"a\uFFFD"_s, u"x"_s}}};
+    QTest::newRow("canonically equal labels are one field") << Case{.text = u"{fill:caf\u00e9}{fill:cafe\u0301}"_s, .expected = u"{fill:caf\u00e9}{fill:cafe\u0301}"_s, .pending = {u"caf\u00e9"_s}};
+    QTest::newRow("value under the other spelling") << Case{.text = u"{fill:cafe\u0301}|{fill:caf\u00e9}"_s, .expected = u"x|x"_s, .fills = {{u"caf\u00e9"_s, u"x"_s}}};
+    QTest::newRow("exact spelling first") << Case{.text = u"{fill:cafe\u0301}|{fill:caf\u00e9}"_s, .expected = u"d|c"_s, .fills = {{u"caf\u00e9"_s, u"c"_s}, {u"cafe\u0301"_s, u"d"_s}}};
+    QTest::newRow("labels stay case-sensitive") << Case{.text = u"{fill:\u00c9}{fill:\u00e9}"_s, .expected = u"{fill:\u00c9}{fill:\u00e9}"_s, .pending = {u"\u00c9"_s, u"\u00e9"_s}};
     // clang-format on
 }
 
@@ -139,6 +152,7 @@ void TestMacroProcessor::previewText_data()
     QTest::newRow("cursor, snippet, unknown")
         << u"a{cursor}b{snippet:sig}{Foo:Bar}"_s << u"a│b{foo:Bar}"_s;
     QTest::newRow("date, time, clipboard") << u"{date}{time:'t'}[{clipboard}]"_s << u"«date»t[]"_s;
+    QTest::newRow("lone surrogate") << u"\xDBFF{fill:x}"_s << u"\uFFFD[x]"_s;
 }
 
 void TestMacroProcessor::previewText()
@@ -189,6 +203,7 @@ void TestMacroProcessor::formatting_data()
     const QString ny = u"America/New_York"_s;
     const QString tokyo = u"Asia/Tokyo"_s;
     const std::optional<QString> none;
+    const std::optional<QString> hhmm = u"HH:mm"_s;
     // clang-format off
     QTest::newRow("en date default") << false << u"en_US"_s << ny << none << u"March 5, 2024"_s;
     QTest::newRow("en time default") << true << u"en_US"_s << ny << none << u"9:07 AM"_s;
@@ -199,6 +214,16 @@ void TestMacroProcessor::formatting_data()
     QTest::newRow("zone moves the day") << false << u"en_US"_s << u"Pacific/Auckland"_s << std::optional(u"EEE d, H:mm"_s) << u"Wed 6, 3:07"_s;
     QTest::newRow("buddhist calendar") << false << u"th_TH"_s << u"Asia/Bangkok"_s << std::optional(u"yyyy"_s) << u"2567"_s;
     QTest::newRow("posix locale") << true << u"en_US_POSIX"_s << u"UTC"_s << none << u"2:07 PM"_s;
+    QTest::newRow("POSIX rule, standard time") << true << u"en_US"_s << u"CET-1CEST,M3.5.0,M10.5.0/3"_s << hhmm << u"15:07"_s;
+    QTest::newRow("POSIX rule, summer time") << true << u"en_US"_s << u"XST-1XDT,M3.1.0,M10.5.0/3"_s << hhmm << u"16:07"_s;
+    QTest::newRow("POSIX rule, Julian days") << true << u"en_US"_s << u"XST-1XDT,J60/2,J300"_s << hhmm << u"16:07"_s;
+    QTest::newRow("POSIX rule, default summer offset") << true << u"en_US"_s << u"<-03>3<-02>,M3.1.0,M11.1.0"_s << hhmm << u"12:07"_s;
+    QTest::newRow("POSIX rule, southern summer") << true << u"en_US"_s << u"AEST-10AEDT,M10.1.0,M4.1.0/3"_s << hhmm << u"01:07"_s;
+    QTest::newRow("POSIX offset only") << true << u"en_US"_s << u"JST-9"_s << hhmm << u"23:07"_s;
+    QTest::newRow("POSIX quoted name, half hours") << true << u"en_US"_s << u"<+0330>-3:30"_s << hhmm << u"17:37"_s;
+    QTest::newRow("POSIX offset with seconds") << true << u"en_US"_s << u"LMT-0:30:30"_s << std::optional(u"HH:mm:ss"_s) << u"14:37:39"_s;
+    QTest::newRow("zone name after a colon") << true << u"en_US"_s << u":Asia/Kolkata"_s << hhmm << u"19:37"_s;
+    QTest::newRow("zone database path") << true << u"en_US"_s << u"/usr/share/zoneinfo/Asia/Kathmandu"_s << hhmm << u"19:52"_s;
     // clang-format on
 }
 
@@ -249,6 +274,14 @@ void TestMacroProcessor::userLocale_data()
     QTest::newRow("POSIX") << QStringList{u"-"_s, u"-"_s, u"POSIX"_s} << u"en_US_POSIX"_s;
     QTest::newRow("modifier") << QStringList{u"-"_s, u"-"_s, u"ca_ES.UTF-8@valencia"_s}
                               << u"ca_ES"_s;
+    QTest::newRow("@latin") << QStringList{u"-"_s, u"-"_s, u"sr_RS.UTF-8@latin"_s}
+                            << u"sr_Latn_RS"_s;
+    QTest::newRow("@cyrillic") << QStringList{u"uz_UZ@cyrillic"_s, u"-"_s, u"-"_s}
+                               << u"uz_Cyrl_UZ"_s;
+    QTest::newRow("@devanagari") << QStringList{u"-"_s, u"ks_IN.UTF-8@devanagari"_s, u"-"_s}
+                                 << u"ks_Deva_IN"_s;
+    QTest::newRow("script without territory")
+        << QStringList{u"-"_s, u"-"_s, u"sr@latin"_s} << u"sr_Latn"_s;
 }
 
 void TestMacroProcessor::userLocale()
@@ -269,6 +302,66 @@ void TestMacroProcessor::userLocale()
         saved[i].isNull() ? qunsetenv(names[i]) : qputenv(names[i], saved[i]);
     QCOMPARE(id, expected);
     QCOMPARE(weekday, weekdayIn);
+}
+
+void TestMacroProcessor::systemTimeZone_data()
+{
+    QTest::addColumn<QString>("tz");
+    QTest::addColumn<QString>("zone");
+    QTest::addColumn<QString>("offset"); // of now, "xxx"
+    QTest::newRow("zone name") << u"Asia/Tokyo"_s << u"Asia/Tokyo"_s << u"+09:00"_s;
+    QTest::newRow("after a colon") << u":Asia/Kolkata"_s << u"Asia/Kolkata"_s << u"+05:30"_s;
+    QTest::newRow("zone database path")
+        << u":/usr/share/zoneinfo/Asia/Kathmandu"_s << u"Asia/Kathmandu"_s << u"+05:45"_s;
+    QTest::newRow("POSIX rule") << u"<+0330>-3:30"_s << u"<+0330>-3:30"_s << u"+03:30"_s;
+    QTest::newRow("POSIX offset") << u"XYZ-9"_s << u"XYZ-9"_s << u"+09:00"_s;
+    QTest::newRow("empty is UTC") << QString() << u"UTC"_s << u"+00:00"_s;
+}
+
+// The rows run one after the other in one process: each change of TZ must show at once.
+void TestMacroProcessor::systemTimeZone()
+{
+    QFETCH(QString, tz);
+    QFETCH(QString, zone);
+    QFETCH(QString, offset);
+    const QByteArray saved = qgetenv("TZ");
+    qputenv("TZ", tz.toUtf8());
+    const QString now = MacroProcessor::formatTime(u"xxx"_s);
+    const QString found = MacroProcessor::systemTimeZone();
+    saved.isNull() ? qunsetenv("TZ") : qputenv("TZ", saved);
+    QCOMPARE(now, offset);
+    QCOMPARE(found, zone);
+}
+
+// Without TZ the zone is where /etc/localtime links to, read afresh each time.
+void TestMacroProcessor::systemTimeZoneFiles()
+{
+    const QByteArray saved = qgetenv("TZ");
+    qunsetenv("TZ");
+    const auto restore = qScopeGuard([&] {
+        if (!saved.isNull())
+            qputenv("TZ", saved);
+    });
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const QString localtime = dir.filePath(u"localtime"_s);
+    const QString timezoneFile = dir.filePath(u"timezone"_s);
+    const auto zone = [&] { return MacroProcessor::systemTimeZone(localtime, timezoneFile); };
+    QCOMPARE(zone(), QString());
+    QVERIFY(QFile::link(u"/usr/share/zoneinfo/Asia/Tokyo"_s, localtime));
+    QCOMPARE(zone(), u"Asia/Tokyo"_s);
+    QVERIFY(QFile::remove(localtime));
+    QVERIFY(QFile::link(u"../usr/share/zoneinfo/posix/America/Argentina/Salta"_s, localtime));
+    QCOMPARE(zone(), u"America/Argentina/Salta"_s);
+    QVERIFY(QFile::remove(localtime));
+    QFile copy(localtime); // a copy of the zone file: its name is in /etc/timezone
+    QVERIFY(copy.open(QIODevice::WriteOnly));
+    copy.close();
+    QFile named(timezoneFile);
+    QVERIFY(named.open(QIODevice::WriteOnly));
+    named.write(" Europe/Paris\n");
+    named.close();
+    QCOMPARE(zone(), u"Europe/Paris"_s);
 }
 
 void TestMacroProcessor::clipboardReader()

@@ -35,6 +35,8 @@ private Q_SLOTS:
     void init() { MacroProcessor::setClipboardReader(nullptr); }
     void resolveRich_data();
     void resolveRich();
+    void lineBreaksKept_data();
+    void lineBreaksKept();
     void inputUntouched();
     void richPreviewText_data();
     void richPreviewText();
@@ -75,6 +77,35 @@ void TestRichMacroResolution::resolveRich()
     QVERIFY(result.document);
     QCOMPARE(dump(*result.document), c.expected);
     QCOMPARE(result.cursorBacktrackCount, c.cursor);
+}
+
+void TestRichMacroResolution::lineBreaksKept_data()
+{
+    QTest::addColumn<QString>("value");
+    QTest::newRow("LF") << u"x\ny"_s;
+    QTest::newRow("CR LF") << u"x\r\ny"_s;
+    QTest::newRow("CR") << u"x\ry"_s;
+    QTest::newRow("paragraph separator") << u"x\u2029y"_s;
+    QTest::newRow("mixed, at both ends") << u"\r\nx\ry\n\n\r\n"_s;
+    QTest::newRow("CR at the end") << u"x\r"_s;
+}
+
+// A value's breaks come back as they were, and make the same paragraphs whatever they are.
+void TestRichMacroResolution::lineBreaksKept()
+{
+    QFETCH(QString, value);
+    const auto doc =
+        makeDocument({{{{u"<{cursor}{clipboard}>"_s, bold}}, Qt::AlignRight}, {{{u"z"_s}}}});
+    const RichResolutionResult result = MacroProcessor::resolveRich(*doc, value);
+    QCOMPARE(RichText::plainCharacters(*result.document), u"<"_s + value + u">\nz"_s);
+    QCOMPARE(result.cursorBacktrackCount, value.size() + 3);
+    QString unified = value;
+    unified.replace(u"\r\n"_s, u"\n"_s)
+        .replace(u'\r', u'\n')
+        .replace(QChar::ParagraphSeparator, u'\n');
+    const RichResolutionResult plainBreaks = MacroProcessor::resolveRich(*doc, unified);
+    QCOMPARE(dump(*result.document), dump(*plainBreaks.document));
+    QCOMPARE(result.document->blockCount(), unified.count(u'\n') + 2);
 }
 
 void TestRichMacroResolution::inputUntouched()

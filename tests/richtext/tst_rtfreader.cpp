@@ -4,6 +4,7 @@
 #include "support/RichTextTestSupport.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QTest>
 
@@ -38,6 +39,8 @@ private Q_SLOTS:
     void fixtures();
     void constructs_data();
     void constructs();
+    void codePages_data();
+    void codePages();
     void malformed_data();
     void malformed();
     void corpus();
@@ -55,10 +58,12 @@ void TestRtfReader::fixtures_data()
         << u"Plain bold italic underline strike all three\nred grey blue\nbig small mono\ncentred\nright\njustified\nVisit the site now.\n"
            "Grüße, café, Zoë, ½ €, Ελληνικά, Кириллица, 日本語, e\u0301 \U0001F44D\U0001F3FD \U0001F469\u200D\U0001F4BB\nline one\nline two\n"_s
         << u"<<<=>|<<<<"_s
-        << Probes{{u"Plain"_s, u""_s}, {u"bold"_s, u"b"_s}, {u"italic"_s, u"i"_s}, {u"underline"_s, u"u"_s}, {u"strike"_s, u"s"_s},
-                  {u"all three"_s, u"b i u"_s}, {u"red"_s, u"c=#ff0000"_s}, {u"grey"_s, u"c=#808080"_s}, {u"blue"_s, u"c=#1a5fb4"_s},
-                  {u"big"_s, u"z=18"_s}, {u"small"_s, u"z=8"_s}, {u"mono"_s, u"f=DejaVu Sans Mono"_s},
-                  {u"the site"_s, u"u c=#000080 a=https://example.com/a?b=c"_s}, {u" now."_s, u""_s}, {u"日本語"_s, u""_s}};
+        << Probes{{u"Plain"_s, u"f=DejaVu Serif z=12"_s}, {u"bold"_s, u"b f=DejaVu Serif z=12"_s}, {u"italic"_s, u"i f=DejaVu Serif z=12"_s},
+                  {u"underline"_s, u"u f=DejaVu Serif z=12"_s}, {u"strike"_s, u"s f=DejaVu Serif z=12"_s}, {u"all three"_s, u"b i u f=DejaVu Serif z=12"_s},
+                  {u"red"_s, u"f=DejaVu Serif z=12 c=#ff0000"_s}, {u"grey"_s, u"f=DejaVu Serif z=12 c=#808080"_s}, {u"blue"_s, u"f=DejaVu Serif z=12 c=#1a5fb4"_s},
+                  {u"big"_s, u"f=DejaVu Serif z=18"_s}, {u"small"_s, u"f=DejaVu Serif z=8"_s}, {u"mono"_s, u"f=DejaVu Sans Mono z=12"_s},
+                  {u"the site"_s, u"u f=DejaVu Serif z=12 c=#000080 a=https://example.com/a?b=c"_s}, {u" now."_s, u"f=DejaVu Serif z=12"_s},
+                  {u"日本語"_s, u"f=DejaVu Serif z=12"_s}, {u"line two"_s, u"f=DejaVu Serif z=12"_s}};
     QTest::newRow("Word") << u"word.rtf"_s
         << u"Hello bold italic double wavy struck dark red\nTimes 16\nSee the link. Grüß € \U0001F60A Привет 日本\n"_s
         << u"<=||"_s
@@ -68,11 +73,11 @@ void TestRtfReader::fixtures_data()
                   {u"the link"_s, u"u f=Calibri z=11 c=#0563c1 a=https://example.com/word#part2"_s},
                   {u"Привет"_s, u"f=Courier New Cyr z=11"_s}, {u"日本"_s, u"f=MS Mincho z=11"_s}};
     QTest::newRow("WordPad") << u"wordpad.rtf"_s
-        << u"Plain bold italic underline strike red blue big\nПривет, мир!\ncentred\n€ right\n·\tbullet\nnext line\n"_s
+        << u"Plain bold italic underline strike red blue big\nПривет, мир!\ncentred\n€ right\n•\tbullet\nnext line\n"_s
         << u"<<=><<"_s
         << Probes{{u"Plain"_s, u"f=Calibri z=11"_s}, {u"bold"_s, u"b f=Calibri z=11"_s}, {u"strike"_s, u"s f=Calibri z=11"_s},
                   {u"red"_s, u"f=Calibri z=11 c=#ff0000"_s}, {u"blue big"_s, u"f=Calibri z=14 c=#004dbb"_s},
-                  {u"Привет"_s, u"f=Calibri z=11"_s}, {u"мир"_s, u"b f=Calibri z=11"_s}, {u"·"_s, u"f=Symbol z=10"_s}};
+                  {u"Привет"_s, u"f=Calibri z=11"_s}, {u"мир"_s, u"b f=Calibri z=11"_s}, {u"•"_s, u"f=Symbol z=10"_s}};
     QTest::newRow("TextEdit (Cocoa)") << u"cocoa-textedit.rtf"_s
         << u"Dear {fill:Name},\n\nBold red and italic and underlined and struck and grey.\nCentred a link\ncafé € “quoted” \U0001F44D\U0001F3FD e\u0301"_s
         << u"<<<=>"_s
@@ -142,10 +147,35 @@ void TestRtfReader::constructs_data()
     QTest::newRow("link ends with its field") << QByteArray(R"({\rtf1{\field{\*\fldinst HYPERLINK "h"}{\fldrslt a}}b})") << u"<[a|a=h][b|]"_s;
     QTest::newRow("\\plain keeps the link") << QByteArray(R"({\rtf1{\field{\*\fldinst HYPERLINK "h"}{\fldrslt\b a\plain b}}})") << u"<[a|b a=h][b|a=h]"_s;
     QTest::newRow("font table without groups") << QByteArray(R"({\rtf1{\fonttbl\f0\fswiss Helvetica;\f1\fnil Menlo;}\f1 a\f0 b\f7 c})") << u"<[a|f=Menlo][b|f=Helvetica][c|]"_s;
-    QTest::newRow("default font has no family") << QByteArray(R"({\rtf1\deff0{\fonttbl{\f0 Times;}}a\f0 b})") << u"<[a|][b|f=Times]"_s;
+    QTest::newRow("default font") << QByteArray(R"({\rtf1\deff0{\fonttbl{\f0 Times;}}a\f0 b})") << u"<[ab|f=Times]"_s;
     QTest::newRow("white space before the header") << QByteArray("\r\n {\\rtf1 a}") << u"<[a|]"_s;
     QTest::newRow("\\bin in text") << QByteArray(R"({\rtf1 a\bin2 {}b})") << u"<[ab|]"_s;
     QTest::newRow("non-text characters dropped") << QByteArray("{\\rtf1 a\x01\\uc0\\u0\\u8233\\u65532\\u64976 b}") << u"<[ab|]"_s;
+    QTest::newRow("Symbol: bullet and Greek") << QByteArray(R"({\rtf1{\fonttbl{\f1\froman\fcharset2 Symbol;}}\f1\'b7 ab\'a5})") << u"<[• αβ∞|f=Symbol]"_s;
+    QTest::newRow("Symbol by name, private-use code") << QByteArray(R"({\rtf1{\fonttbl{\f1 Symbol;}}\f1\u-3913?\u-3999?})") << u"<[•α|f=Symbol]"_s;
+    QTest::newRow("Symbol in a double-byte document") << QByteArray(R"({\rtf1\ansicpg932{\fonttbl{\f1\fcharset2 Symbol;}}\f1\'b7\'b7 x})") << u"<[•• ξ|f=Symbol]"_s;
+    QTest::newRow("Wingdings") << QByteArray(R"({\rtf1{\fonttbl{\f1\fnil\fcharset2 Wingdings;}}\f1 J\'fc\'9f\'e8})") << u"<[☺✓•🡺|f=Wingdings]"_s;
+    QTest::newRow("Webdings") << QByteArray(R"({\rtf1{\fonttbl{\f1\fcharset2 Webdings;}}\f1 a\'f0})") << u"<[✔🗧|f=Webdings]"_s;
+    QTest::newRow("other symbol font: private use") << QByteArray(R"({\rtf1{\fonttbl{\f1\fcharset2 Marlett;}}\f1 a\'b7})") << u"<[\uF061\uF0B7|f=Marlett]"_s;
+    QTest::newRow("symbol font ends with its run") << QByteArray(R"({\rtf1{\fonttbl{\f0 Arial;}{\f1\fcharset2 Symbol;}}{\f1 a}\f0 a})") << u"<[α|f=Symbol][a|f=Arial]"_s;
+    QTest::newRow("\\nonesttables skipped") << QByteArray(R"({\rtf1 a{\nonesttables b\par}c})") << u"<[ac|]"_s;
+    QTest::newRow("\\upr reads \\ud") << QByteArray(R"({\rtf1{\upr{\b ansi}{\*\ud{\b uni\u233?}}}x})") << u"<[unié|b][x|]"_s;
+    QTest::newRow("\\ud outside \\upr skipped") << QByteArray(R"({\rtf1 a{\*\ud b}c})") << u"<[ac|]"_s;
+    QTest::newRow("SYMBOL field without result") << QByteArray(R"({\rtf1{\field{\*\fldinst SYMBOL 74 \\f "Wingdings" \\s 12}{\fldrslt }}x})") << u"<[☺|f=Wingdings z=12][x|]"_s;
+    QTest::newRow("SYMBOL field, no result group") << QByteArray(R"({\rtf1\b{\field{\*\fldinst{ SYMBOL 183 \\f "Symbol"}}}})") << u"<[•|b f=Symbol]"_s;
+    QTest::newRow("SYMBOL field, Unicode and ANSI") << QByteArray(R"({\rtf1\ansicpg1251{\field{\*\fldinst SYMBOL 8364 \\u}}{\field{\*\fldinst SYMBOL 0xCF \\a}}})") << u"<[€П|]"_s;
+    QTest::newRow("SYMBOL field, Shift-JIS") << QByteArray(R"({\rtf1{\field{\*\fldinst SYMBOL 33440 \\j \\f "MS Mincho"}}})") << u"<[あ|f=MS Mincho]"_s;
+    QTest::newRow("SYMBOL field with result shows the result") << QByteArray(R"({\rtf1{\fonttbl{\f1 Symbol;}}{\field{\*\fldinst SYMBOL 183 \\f "Symbol"}{\fldrslt\f1\'b7}}})") << u"<[•|f=Symbol]"_s;
+    QTest::newRow("HYPERLINK field without result") << QByteArray(R"({\rtf1{\field{\*\fldinst HYPERLINK "http://x.example/"}}.})") << u"<[http://x.example/|a=http://x.example/][.|]"_s;
+    QTest::newRow("QUOTE field without result") << QByteArray(R"({\rtf1{\field{\*\fldinst QUOTE "said"}}})") << u"<[said|]"_s;
+    QTest::newRow("other fields without result") << QByteArray(R"({\rtf1 a{\field{\*\fldinst PAGE}}b})") << u"<[ab|]"_s;
+    QTest::newRow("hidden text left out") << QByteArray(R"({\rtf1 a{\v hidden}b\v c\v0 d\v e\plain f})") << u"<[abdf|]"_s;
+    QTest::newRow("hidden paragraph left out") << QByteArray(R"({\rtf1 a\par{\v b\par}c})") << u"<[a|]\n<[c|]"_s;
+    QTest::newRow("\\deff for runs without \\f") << QByteArray(R"({\rtf1\deff1{\fonttbl{\f0 A;}{\f1 B;}}x\f0 a\plain b})") << u"<[x|f=B][a|f=A][b|f=B]"_s;
+    QTest::newRow("paragraph styles give font and size") << QByteArray(R"({\rtf1\deff0{\fonttbl{\f0 Serif;}{\f1 Sans;}}{\stylesheet{\s0\f0\fs24 Normal;}{\s1\sbasedon0\f1\fs32 Heading;}{\s2\sbasedon1\fs20 Small heading;}{\*\cs3\f1\fs40 Chars;}}\pard\plain\s1 h\par\pard\plain\s0 n\par\pard\plain\s2 s\par\pard\plain\s3 c\par\pard\plain\s1\f0\fs18 e})") << u"<[h|f=Sans z=16]\n<[n|f=Serif z=12]\n<[s|f=Sans z=10]\n<[c|f=Serif]\n<[e|f=Serif z=9]"_s;
+    QTest::newRow("style without \\s is style 0") << QByteArray(R"({\rtf1{\fonttbl{\f1 Calibri;}}{\stylesheet{\ql\f1\fs22{\*\keycode x}Normal;}{\s5\fs30 Other;}}\pard\plain\s0 x})") << u"<[x|f=Calibri z=11]"_s;
+    QTest::newRow("styles based on each other") << QByteArray(R"({\rtf1{\stylesheet{\s1\sbasedon2 A;}{\s2\sbasedon1 B;}}\s1 x})") << u"<[x|]"_s;
+    QTest::newRow("3,000 nested groups") << QByteArray("{\\rtf1 " + repeated("{", 3000) + "\\b x" + repeated("}", 3000) + " y}") << u"<[x|b][ y|]"_s;
     // clang-format on
 }
 
@@ -156,6 +186,55 @@ void TestRtfReader::constructs()
     const std::unique_ptr<QTextDocument> doc = RtfReader::read(rtf);
     QVERIFY(doc);
     QCOMPARE(dump(*doc), expected);
+}
+
+// Apple's code pages and the Mac \fcharset values, as early TextEdit and Word for Mac wrote
+// them. The bytes are Apple's encodings of the texts.
+void TestRtfReader::codePages_data()
+{
+    QTest::addColumn<QByteArray>("rtf");
+    QTest::addColumn<QString>("text");
+    // clang-format off
+    QTest::newRow("\\mac") << QByteArray("{\\rtf1\\mac caf\\'8e \\'aa \\'de}") << u"café ™ ﬁ"_s;
+    QTest::newRow("\\ansicpg10001 (Japanese)") << QByteArray("{\\rtf1\\mac\\ansicpg10001 \\'93\\'fa\\'96\\'7b\\'8c\\'ea\\'81`\\'85@\\'fd\\'81c}") << u"日本語〜①©…"_s;
+    QTest::newRow("\\ansicpg10002 (Traditional Chinese)") << QByteArray("{\\rtf1\\mac\\ansicpg10002 \\'a4\\'a4\\'a4\\'e5\\'a1E\\'fd}") << u"中文·©"_s;
+    QTest::newRow("\\ansicpg10003 (Korean)") << QByteArray("{\\rtf1\\mac\\ansicpg10003 \\'c7\\'d1\\'b1\\'b9\\'be\\'ee\\'81\\'83}") << u"한국어₩©"_s;
+    QTest::newRow("\\ansicpg10004 (Arabic)") << QByteArray("{\\rtf1\\mac\\ansicpg10004 \\'d9\\'d1\\'c8\\'ea}") << u"عربي"_s;
+    QTest::newRow("\\ansicpg10005 (Hebrew)") << QByteArray("{\\rtf1\\mac\\ansicpg10005 \\'f2\\'e1\\'f8\\'e9\\'fa}") << u"עברית"_s;
+    QTest::newRow("\\ansicpg10006 (Greek)") << QByteArray("{\\rtf1\\mac\\ansicpg10006 \\'b6\\'ec\\'ec\\'e8\\'ee\\'e9\\'eb\\'c0}") << u"Ελληνικά"_s;
+    QTest::newRow("\\ansicpg10007 (Cyrillic)") << QByteArray("{\\rtf1\\mac\\ansicpg10007 \\'8f\\'f0\\'e8\\'e2\\'e5\\'f2}") << u"Привет"_s;
+    QTest::newRow("\\ansicpg10008 (Simplified Chinese)") << QByteArray("{\\rtf1\\mac\\ansicpg10008 \\'d6\\'d0\\'ce\\'c4\\'a1\\'ab}") << u"中文〜"_s;
+    QTest::newRow("\\ansicpg10029 (Central European)") << QByteArray("{\\rtf1\\mac\\ansicpg10029 \\'fc\\'97d\\'90}") << u"Łódź"_s;
+    QTest::newRow("\\ansicpg10079 (Icelandic)") << QByteArray("{\\rtf1\\mac\\ansicpg10079 \\'de\\'97r \\'a0r}") << u"Þór Ýr"_s;
+    QTest::newRow("\\ansicpg10081 (Turkish)") << QByteArray("{\\rtf1\\mac\\ansicpg10081 \\'dc\\'df\\'db}") << u"İşğ"_s;
+    QTest::newRow("\\ansicpg20932 (EUC-JP)") << QByteArray("{\\rtf1\\ansicpg20932 \\'c6\\'fc\\'cb\\'dc\\'b8\\'ec}") << u"日本語"_s;
+    QTest::newRow("\\ansicpg51932 (EUC-JP)") << QByteArray("{\\rtf1\\ansicpg51932 \\'c6\\'fc\\'cb\\'dc\\'b8\\'ec}") << u"日本語"_s;
+    QTest::newRow("\\fcharset77 (Roman)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset77 F;}}\\f1 \\'8e}") << u"é"_s;
+    QTest::newRow("\\fcharset78 (Japanese)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset78 F;}}\\f1 \\'93\\'fa\\'96\\'7b\\'81`}") << u"日本〜"_s;
+    QTest::newRow("\\fcharset79 (Korean)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset79 F;}}\\f1 \\'c7\\'d1\\'b1\\'b9}") << u"한국"_s;
+    QTest::newRow("\\fcharset80 (Simplified Chinese)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset80 F;}}\\f1 \\'d6\\'d0\\'ce\\'c4}") << u"中文"_s;
+    QTest::newRow("\\fcharset81 (Traditional Chinese)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset81 F;}}\\f1 \\'a4\\'a4\\'a4\\'e5}") << u"中文"_s;
+    QTest::newRow("\\fcharset83 (Hebrew)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset83 F;}}\\f1 \\'f2\\'e1\\'f8\\'e9\\'fa}") << u"עברית"_s;
+    QTest::newRow("\\fcharset84 (Arabic)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset84 F;}}\\f1 \\'d9\\'d1\\'c8\\'ea}") << u"عربي"_s;
+    QTest::newRow("\\fcharset85 (Greek)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset85 F;}}\\f1 \\'b6\\'ec\\'ec\\'e8\\'ee\\'e9\\'eb\\'c0}") << u"Ελληνικά"_s;
+    QTest::newRow("\\fcharset86 (Turkish)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset86 F;}}\\f1 \\'dc\\'df\\'db}") << u"İşğ"_s;
+    QTest::newRow("\\fcharset87 (Thai)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset87 F;}}\\f1 \\'c0\\'d2\\'c9\\'d2\\'e4\\'b7\\'c2}") << u"ภาษาไทย"_s;
+    QTest::newRow("\\fcharset88 (Central European)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset88 F;}}\\f1 \\'fc\\'97d\\'90}") << u"Łódź"_s;
+    QTest::newRow("\\fcharset89 (Cyrillic)") << QByteArray("{\\rtf1{\\fonttbl{\\f1\\fcharset89 F;}}\\f1 \\'8f\\'f0\\'e8\\'e2\\'e5\\'f2}") << u"Привет"_s;
+    QTest::newRow("\\ansicpg10001, trail byte escaped") << QByteArray(R"({\rtf1\mac\ansicpg10001 \'81\'60\'83\'41})") << u"〜ア"_s;
+    QTest::newRow("cp932, trail byte as text") << QByteArray(R"({\rtf1\ansicpg932 \'83A\'95\'5c})") << u"ア表"_s;
+    QTest::newRow("cp936, trail byte as text") << QByteArray(R"({\rtf1\ansicpg936 \'81@x})") << u"丂x"_s;
+    QTest::newRow("lead byte, then a group") << QByteArray(R"({\rtf1\ansicpg932 \'83{A}})") << u"A"_s;
+    // clang-format on
+}
+
+void TestRtfReader::codePages()
+{
+    QFETCH(QByteArray, rtf);
+    QFETCH(QString, text);
+    const std::unique_ptr<QTextDocument> doc = RtfReader::read(rtf);
+    QVERIFY(doc);
+    QCOMPARE(RichText::plainCharacters(*doc), text);
 }
 
 void TestRtfReader::malformed_data()
@@ -170,7 +249,8 @@ void TestRtfReader::malformed_data()
     QTest::newRow("header only") << QByteArray("{\\rtf") << u"<"_s;
     QTest::newRow("unterminated group") << QByteArray("{\\rtf1 {\\b bold") << u"<[bold|b]"_s;
     QTest::newRow("500 nested groups") << QByteArray("{\\rtf1 " + repeated("{", 500) + "x" + repeated("}", 500) + "}") << u"<[x|]"_s;
-    QTest::newRow("100000 nested groups") << QByteArray("{\\rtf1 " + repeated("{", 100000) + "x") << QString();
+    QTest::newRow("100000 nested groups") << QByteArray("{\\rtf1 " + repeated("{", 100000) + "x") << u"<[x|]"_s;
+    QTest::newRow("deeper than the limit, all different") << QByteArray("{\\rtf1 " + repeated("{\\b {\\b0 ", 300) + "{\\b x" + repeated("}", 601) + "y}") << u"<[x|b][y|]"_s;
     QTest::newRow("huge \\fs") << QByteArray(R"({\rtf1\fs99999999999 a})") << u"<[a|z=1638]"_s;
     QTest::newRow("negative \\fs") << QByteArray(R"({\rtf1\fs-5 a})") << u"<[a|]"_s;
     QTest::newRow("huge \\u") << QByteArray(R"({\rtf1\u99999999999?a\u-99999?b})") << u"<[ab|]"_s;
@@ -243,6 +323,16 @@ void TestRtfReader::outputBound()
     QTextDocument doc;
     doc.setPlainText(QString::fromLatin1(text) + u"b"_s);
     QVERIFY(!RtfWriter::write(doc));
+
+    // Second bytes written as text join the bytes before them one at a time: each must cost
+    // the same however many came before (a rescan of them all took minutes here).
+    QElapsedTimer timer;
+    timer.start();
+    const auto kana =
+        RtfReader::read(QByteArray("{\\rtf1\\ansicpg932 " + repeated("\\'83A", 250000) + "}"));
+    QVERIFY(kana);
+    QCOMPARE(RichText::plainCharacters(*kana), QString(250000, u'ア'));
+    QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
 }
 
 QTEST_MAIN(TestRtfReader)

@@ -20,6 +20,8 @@ private Q_SLOTS:
     void suffix();
     void trimming_data();
     void trimming();
+    void repairedUtf16_data();
+    void repairedUtf16();
 };
 
 void TestTextRules::characterCount_data()
@@ -175,6 +177,27 @@ void TestTextRules::trimming()
     QFETCH(QString, whitespaceAndNewlines);
     QCOMPARE(TextRules::trimSpacesAndTabs(text), spacesAndTabs);
     QCOMPARE(TextRules::trimWhitespaceAndNewlines(text), whitespaceAndNewlines);
+}
+
+void TestTextRules::repairedUtf16_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("repaired");
+    QTest::newRow("valid pair kept") << thumbsUpMedium << thumbsUpMedium;
+    QTest::newRow("high at the end") << u"a\xD83D"_qs << u"a\uFFFD"_qs;
+    QTest::newRow("low alone") << u"\xDC00"
+                                  "b"_qs
+                               << u"\uFFFDb"_qs;
+    QTest::newRow("pair reversed") << u"\xDC00\xD83D"_qs << u"\uFFFD\uFFFD"_qs;
+    QTest::newRow("high before a pair")
+        << (u"\xD83D"_qs + thumbsUpMedium) << (u"\uFFFD"_qs + thumbsUpMedium);
+}
+
+void TestTextRules::repairedUtf16()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, repaired);
+    QCOMPARE(TextRules::repairedUtf16(text), repaired);
 }
 
 QTEST_APPLESS_MAIN(TestTextRules)

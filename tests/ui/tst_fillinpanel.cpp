@@ -1,6 +1,9 @@
 #include "ui/panels/FillInPanel.h"
 
+#include <QAccessible>
 #include <QApplication>
+#include <QFormLayout>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
@@ -39,6 +42,8 @@ private Q_SLOTS:
     void cancelWays_data();
     void cancelWays();
     void showingAnotherCancelsTheFirst();
+    void labelsArePlainText_data();
+    void labelsArePlainText();
 };
 
 void TestFillInPanel::returnWalksThenInserts()
@@ -98,6 +103,33 @@ void TestFillInPanel::showingAnotherCancelsTheFirst()
     QTest::mouseClick(second->findChild<QPushButton*>(u"insert"_s), Qt::LeftButton);
     QCOMPARE(m_completed.size(), 1);
     QCOMPARE(m_cancelled, 1);
+}
+
+void TestFillInPanel::labelsArePlainText_data()
+{
+    QTest::addColumn<QString>("label");
+    QTest::newRow("ampersand") << u"R&D code"_s;
+    QTest::newRow("two ampersands") << u"A && B &"_s;
+    QTest::newRow("markup") << u"<b>Name</b>"_s;
+    QTest::newRow("entity") << u"caf&eacute;"_s;
+}
+
+// What the row shows and what a screen reader says is the label as written.
+void TestFillInPanel::labelsArePlainText()
+{
+    QFETCH(QString, label);
+    FillInPanel::show({{label, label}}, nullptr, nullptr);
+    FillInPanel* panel = FillInPanel::current();
+    QVERIFY(panel);
+    auto* form = panel->findChild<QFormLayout*>();
+    QVERIFY(form);
+    auto* shown = qobject_cast<QLabel*>(form->labelForField(field(panel, 0)));
+    QVERIFY(shown);
+    QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(shown);
+    QVERIFY(accessible);
+    QCOMPARE(accessible->text(QAccessible::Name), label);
+    QCOMPARE(shown->buddy(), field(panel, 0));
+    panel->cancel();
 }
 
 QTEST_MAIN(TestFillInPanel)

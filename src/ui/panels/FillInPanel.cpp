@@ -56,7 +56,12 @@ FillInPanel::FillInPanel(const QList<FillInField>& fields)
         auto* edit = new QLineEdit(this);
         edit->setObjectName(QStringLiteral("field%1").arg(i));
         connect(edit, &QLineEdit::returnPressed, this, [this, i] { submitted(int(i)); });
-        form->addRow(fields.at(i).label, edit);
+        // Labels are the user's own text: no markup, and "&" is no shortcut.
+        auto* label = new QLabel(this);
+        label->setTextFormat(Qt::PlainText);
+        label->setText(QString(fields.at(i).label).replace(u'&', QStringLiteral("&&")));
+        label->setBuddy(edit);
+        form->addRow(label, edit);
         m_edits.append(edit);
     }
     layout->addLayout(form);
