@@ -187,9 +187,15 @@ SnippetEditorView::SnippetEditorView(Dependencies dependencies, QWidget* parent)
         if (!m_loading)
             m_model->setPlainText(m_plain->toPlainText());
     });
-    connect(modes, &QButtonGroup::buttonClicked, this, [this](QAbstractButton* button) {
+    // Toggled, not clicked: assistive technologies toggle checkable buttons.
+    connect(modes, &QButtonGroup::buttonToggled, this, [this](QAbstractButton* button, bool on) {
+        if (!on || m_loading)
+            return;
+        const Mode mode = button == m_richMode ? Mode::rich : Mode::plain;
+        if (mode == m_model->mode())
+            return;
         setPreviewing(false);
-        m_model->setMode(button == m_richMode ? Mode::rich : Mode::plain);
+        m_model->setMode(mode);
         if (m_model->mode() == Mode::plain && m_linkPanel)
             m_linkPanel->close();
         updateLooks();

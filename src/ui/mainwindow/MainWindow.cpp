@@ -196,7 +196,10 @@ QWidget* MainWindow::buildSidebar()
         layout->addWidget(button);
     }
     connect(newCategory, &QPushButton::clicked, this, [this] { openCategorySheet(nullptr); });
-    connect(m_settingsButton, &QPushButton::clicked, this, [this] {
+    // Toggled, not clicked: assistive technologies toggle checkable buttons.
+    connect(m_settingsButton, &QPushButton::toggled, this, [this](bool on) {
+        if (m_syncing || on == m_model->showingSettings())
+            return;
         m_model->toggleSettings();
         syncPlace(); // a guarded toggle leaves the button as the model says
     });
