@@ -17,6 +17,8 @@ class QSettings;
 class QStackedWidget;
 class QTimer;
 class Scheduler;
+class SettingsContentView;
+struct SettingsServices;
 class SidebarDelegate;
 class SnippetDetailView;
 class SnippetEntity;
@@ -34,6 +36,7 @@ public:
         PersistenceController* store = nullptr;
         QSettings* settings = nullptr;
         Scheduler* scheduler = nullptr;
+        const SettingsServices* settingsServices = nullptr; // the settings panes' services
     };
 
     explicit MainWindow(Dependencies dependencies, QWidget* parent = nullptr);
@@ -86,7 +89,7 @@ private:
     QStackedWidget* m_detail = nullptr;
     SnippetDetailView* m_snippetDetail = nullptr;
     BulkEditPanel* m_bulk = nullptr;
-    QLabel* m_paneTitle = nullptr;
+    SettingsContentView* m_settingsContent = nullptr;
     QPushButton* m_settingsButton = nullptr;
     QTimer* m_relativeTimes = nullptr;
 };
