@@ -8,6 +8,7 @@
 #include "models/RelativeTime.h"
 #include "platform/api/Scheduler.h"
 
+#include <QFileInfo>
 #include <QLocale>
 #include <QSettings>
 #include <memory>
@@ -95,6 +96,24 @@ QString BackupSyncSettingsModel::syncStatusText() const
 void BackupSyncSettingsModel::refresh()
 {
     m_dependencies.store->refreshFromStore();
+}
+
+QString BackupSyncSettingsModel::syncFolderText() const
+{
+    return BackupFolder::displayPath(
+        Preferences::text(*m_dependencies.settings, Preferences::syncFolder));
+}
+
+bool BackupSyncSettingsModel::chooseSyncFolder(const QString& folder)
+{
+    const QFileInfo info(folder);
+    if (!info.isDir() || !info.isAbsolute())
+        return false;
+    if (!Preferences::write(*m_dependencies.settings, Preferences::syncFolder,
+                            info.absoluteFilePath()))
+        return false;
+    Q_EMIT changed();
+    return true;
 }
 
 QString BackupSyncSettingsModel::folderText() const

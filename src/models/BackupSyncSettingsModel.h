@@ -46,6 +46,10 @@ public:
     QString syncStatusText() const;
     // Re-reads the library from the store, taking up what the sync folder delivered.
     void refresh();
+    // The folder a sync tool keeps in step ("~/Sync/ScrivLane"); read at launch.
+    QString syncFolderText() const;
+    // An existing folder becomes the sync folder from the next launch; false for any other.
+    bool chooseSyncFolder(const QString& folder);
 
     bool hasBackup() const { return m_backup; }
     QString folderText() const;     // "~/Backups" or "Not set"

@@ -444,6 +444,16 @@ void TestSettingsModels::syncStatusLines()
     f.store->handleSyncEvent({SyncEvent::Type::import, f.now, error});
     QCOMPARE(model->syncStatus(), BackupSyncSettingsModel::SyncStatus::error);
     QCOMPARE(model->syncStatusText(), u"Sync error: The sync folder is gone."_s);
+
+    // The sync folder: an existing one is taken, anything else leaves the old one.
+    const QString before = model->syncFolderText();
+    QVERIFY(!model->chooseSyncFolder(f.dir.filePath(u"absent"_s)));
+    QVERIFY(!model->chooseSyncFolder(u"relative/folder"_s));
+    QCOMPARE(model->syncFolderText(), before);
+    const QString folder = f.dir.filePath(u"Syncthing"_s);
+    QVERIFY(QDir().mkpath(folder));
+    QVERIFY(model->chooseSyncFolder(folder));
+    QCOMPARE(Preferences::text(f.settings, Preferences::syncFolder), folder);
 }
 
 void TestSettingsModels::fileBackup()

@@ -94,6 +94,19 @@ void BackupSyncSettingsView::buildSync()
              u"has already delivered"_s);
     connect(refresh, &QPushButton::clicked, m_model, &BackupSyncSettingsModel::refresh);
     section->addLayout(row(status, refresh));
+
+    // Where the sync tool works: the one setting here that has no counterpart elsewhere.
+    m_syncFolder = caption(QString(), widget());
+    m_syncFolder->setObjectName(u"syncFolder"_s);
+    m_syncFolder->setWordWrap(false);
+    m_syncFolder->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    auto* chooseSync = new QPushButton(u"Choose\u2026"_s, widget());
+    describe(chooseSync, u"Choose Sync Folder"_s,
+             u"The folder that Syncthing, Nextcloud or Dropbox keeps in step. Takes effect after "
+             u"relaunch."_s);
+    connect(chooseSync, &QPushButton::clicked, this, &BackupSyncSettingsView::chooseSyncFolder);
+    section->addLayout(
+        row(twoLines(new QLabel(u"Sync Folder"_s, widget()), m_syncFolder, widget()), chooseSync));
 }
 
 void BackupSyncSettingsView::buildBackup()
@@ -101,7 +114,6 @@ void BackupSyncSettingsView::buildBackup()
     QVBoxLayout* section = addSection(
         u"File Backup"_s, u"Backups include all snippets and your app settings. Restoring is "
                           u"additive \u2014 existing snippets are never overwritten."_s);
-    section->setEnabled(m_model->hasBackup());
 
     m_folder = caption(QString(), widget());
     m_folder->setObjectName(u"backupFolder"_s);
@@ -180,6 +192,12 @@ void BackupSyncSettingsView::sync()
     m_syncStatus->setText(m_model->syncStatusText());
     m_syncStatus->setAccessibleName(m_model->syncStatusText());
 
+    const QString syncFolder = m_model->syncFolderText();
+    m_syncFolder->setText(m_syncFolder->fontMetrics().elidedText(syncFolder, Qt::ElideMiddle,
+                                                                 qMax(160, width() - 200)));
+    m_syncFolder->setAccessibleName(syncFolder);
+    m_syncFolder->setToolTip(syncFolder);
+
     const QString folder = m_model->folderText();
     m_folder->setText(
         m_folder->fontMetrics().elidedText(folder, Qt::ElideMiddle, qMax(160, width() - 200)));
@@ -216,6 +234,27 @@ void BackupSyncSettingsView::chooseFolder()
             return;
         auto* box = new QMessageBox(QMessageBox::Warning, u"Backup Folder"_s,
                                     u"\"%1\" cannot be used as the backup folder."_s.arg(folder),
+                                    QMessageBox::Ok, this);
+        box->setAttribute(Qt::WA_DeleteOnClose);
+        box->open();
+    });
+    dialog->open();
+}
+
+void BackupSyncSettingsView::chooseSyncFolder()
+{
+    auto* dialog = new QFileDialog(this, u"Select the folder your sync tool keeps in step"_s);
+    dialog->setObjectName(u"syncFolderDialog"_s);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setFileMode(QFileDialog::Directory);
+    dialog->setOption(QFileDialog::ShowDirsOnly);
+    dialog->setOption(QFileDialog::DontUseNativeDialog);
+    dialog->setLabelText(QFileDialog::Accept, u"Choose"_s);
+    connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& folder) {
+        if (m_model->chooseSyncFolder(folder))
+            return;
+        auto* box = new QMessageBox(QMessageBox::Warning, u"Sync Folder"_s,
+                                    u"\"%1\" cannot be used as the sync folder."_s.arg(folder),
                                     QMessageBox::Ok, this);
         box->setAttribute(Qt::WA_DeleteOnClose);
         box->open();

@@ -26,12 +26,14 @@ private:
     void buildBackup();
     void sync();
     void chooseFolder();
+    void chooseSyncFolder();
     void chooseRestoreFile();
 
     BackupSyncSettingsModel* m_model;
     QCheckBox* m_syncEnabled = nullptr;
     QLabel* m_syncIcon = nullptr;
     QLabel* m_syncStatus = nullptr;
+    QLabel* m_syncFolder = nullptr;
     QLabel* m_folder = nullptr;
     QLabel* m_lastBackup = nullptr;
     QPushButton* m_backUpNow = nullptr;

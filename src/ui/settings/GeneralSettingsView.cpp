@@ -56,9 +56,13 @@ GeneralSettingsView::GeneralSettingsView(const SettingsServices& services, QWidg
     startup->addWidget(m_launchAtLogin);
     connect(m_launchAtLogin, &QCheckBox::clicked, this, [this](bool on) {
         const QString error = m_model->setLaunchAtLogin(on);
-        if (!error.isEmpty())
-            QMessageBox::warning(this, u"Launch at Login"_s,
-                                 u"ScrivLane could not change its autostart entry: "_s + error);
+        if (error.isEmpty())
+            return;
+        auto* box = new QMessageBox(QMessageBox::Warning, u"Launch at Login"_s,
+                                    u"ScrivLane could not change its autostart entry: "_s + error,
+                                    QMessageBox::Ok, this);
+        box->setAttribute(Qt::WA_DeleteOnClose);
+        box->open();
     });
 
     QVBoxLayout* about = addSection(u"About"_s);
