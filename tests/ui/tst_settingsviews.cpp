@@ -273,6 +273,9 @@ void TestSettingsViews::everyControlHasAnAccessibleName()
                      qPrintable(SettingsSections::title(section) + u": "_s +
                                 QString::fromLatin1(w->metaObject()->className()) + u" "_s +
                                 w->objectName()));
+            QVERIFY2(!a->text(QAccessible::Description).isEmpty(),
+                     qPrintable(SettingsSections::title(section) + u": no description for "_s +
+                                a->text(QAccessible::Name)));
             QVERIFY2(w->focusPolicy() & Qt::TabFocus,
                      qPrintable(SettingsSections::title(section) + u": "_s +
                                 a->text(QAccessible::Name)));

@@ -219,6 +219,7 @@ void AISettingsView::buildModel()
 
     m_modelField = field(u"Model ID"_s, u"Model ID"_s, widget());
     m_modelField->setObjectName(u"modelField"_s);
+    m_modelField->setAccessibleDescription(u"The model's name as the provider spells it"_s);
     m_modelFieldRow = new QWidget(widget());
     m_modelFieldRow->setLayout(labelled(u"Model ID"_s, m_modelField, m_modelFieldRow));
     line->addWidget(m_modelFieldRow, 1);
@@ -306,6 +307,8 @@ void AISettingsView::buildAdvanced()
     m_customBlock = block(m_advanced, &custom);
     m_customBaseURL = field(u"Base URL"_s, u"https://"_s, m_customBlock);
     m_customBaseURL->setObjectName(u"customBaseURL"_s);
+    m_customBaseURL->setAccessibleDescription(
+        u"The address of your OpenAI-compatible server, ending in /v1"_s);
     custom->addLayout(labelled(u"Base URL"_s, m_customBaseURL, m_customBlock));
     layout->addWidget(m_customBlock);
     connect(m_customBaseURL, &QLineEdit::textEdited, m_ai, &AIService::setCustomBaseURL);
@@ -314,6 +317,8 @@ void AISettingsView::buildAdvanced()
     m_enterpriseBlock = block(m_advanced, &enterprise);
     m_enterpriseURL = field(u"Base URL"_s, u"https://"_s, m_enterpriseBlock);
     m_enterpriseURL->setObjectName(u"enterpriseURL"_s);
+    m_enterpriseURL->setAccessibleDescription(
+        u"Leave Base URL blank to use the standard Anthropic API."_s);
     enterprise->addLayout(labelled(u"Base URL"_s, m_enterpriseURL, m_enterpriseBlock));
     connect(m_enterpriseURL, &QLineEdit::textEdited, m_ai,
             &AIService::setAnthropicEnterpriseBaseURL);
@@ -332,6 +337,7 @@ void AISettingsView::buildAdvanced()
     m_customHeader =
         field(u"Header name"_s, u"Header name (e.g. X-Auth-Token)"_s, m_enterpriseDetails);
     m_customHeader->setObjectName(u"customHeader"_s);
+    m_customHeader->setAccessibleDescription(u"The header that carries the API key"_s);
     details->addLayout(labelled(QString(), m_customHeader, m_enterpriseDetails));
     connect(m_customHeader, &QLineEdit::textEdited, m_ai,
             &AIService::setAnthropicEnterpriseCustomHeader);
@@ -349,6 +355,8 @@ void AISettingsView::buildAdvanced()
     m_customEndpoint = field(u"Custom path"_s, u"/path/to/endpoint  (use {model} as placeholder)"_s,
                              m_enterpriseDetails);
     m_customEndpoint->setObjectName(u"customEndpoint"_s);
+    m_customEndpoint->setAccessibleDescription(
+        u"The request path after the base URL; {model} stands for the model"_s);
     details->addLayout(labelled(QString(), m_customEndpoint, m_enterpriseDetails));
     connect(m_customEndpoint, &QLineEdit::textEdited, m_ai,
             &AIService::setAnthropicEnterpriseCustomEndpoint);
@@ -365,6 +373,9 @@ void AISettingsView::buildAdvanced()
     m_modelOverride =
         field(u"Custom Model ID (optional)"_s, u"e.g. claude-opus-5-0"_s, m_enterpriseBlock);
     m_modelOverride->setObjectName(u"modelOverride"_s);
+    m_modelOverride->setAccessibleDescription(
+        u"Overrides the model selected in the picker above. Use this for newly released models "
+        u"not yet in the list."_s);
     enterprise->addLayout(
         labelled(u"Custom Model ID (optional)"_s, m_modelOverride, m_enterpriseBlock));
     connect(m_modelOverride, &QLineEdit::textEdited, m_ai, &AIService::setModel);
