@@ -1,13 +1,17 @@
 #include "ai/AITestSupport.h"
 #include "backup/BackupController.h"
+#include "common/Preferences.h"
 #include "expansion/TextExpansionService.h"
+#include "models/CheckForUpdatesViewModel.h"
 #include "models/ContentViewModel.h"
 #include "models/ModelTestSupport.h"
+#include "models/Updater.h"
 #include "sound/SoundService.h"
 #include "support/RecordingSoundPlayer.h"
 #include "support/VirtualClock.h"
 #include "ui/mainwindow/MainWindow.h"
 #include "ui/settings/SettingsContentView.h"
+#include "ui/settings/UpdateDialog.h"
 
 #include <QAccessible>
 #include <QApplication>
@@ -22,6 +26,7 @@
 #include <QSlider>
 #include <QSpinBox>
 #include <QStackedWidget>
+#include <QTextBrowser>
 
 using namespace Qt::StringLiterals;
 
@@ -125,6 +130,9 @@ private Q_SLOTS:
     void customFileCancelledFallsBack();
     void aiFieldsRefuseWhatTheyCannotTake();
     void everyControlHasAnAccessibleName();
+    void checkForUpdatesFollowsTheUpdater();
+    void updateResultsShownAsAsked_data();
+    void updateResultsShownAsAsked();
 };
 
 void TestSettingsViews::opensOnGeneralAndBuildsOnlyWhatIsShown()
@@ -281,6 +289,79 @@ void TestSettingsViews::everyControlHasAnAccessibleName()
                                 a->text(QAccessible::Name)));
         }
     }
+}
+
+void TestSettingsViews::checkForUpdatesFollowsTheUpdater()
+{
+    QtHttpClient http;
+    QVERIFY(Preferences::write(*m_library->settings, Preferences::updateFeedURL,
+                               QVariant(m_server.baseUrl() + u"/appcast.xml"_s)));
+    Updater updater({&http, m_library->settings.get(), &m_clock, u"0.2.0"_s, {}, {}});
+    CheckForUpdatesViewModel updates(&updater);
+    m_services.updates = &updates;
+    QWidget* general = pane(SettingsSection::general);
+    auto* button = named<QPushButton>(general, u"Check for Updates\u2026"_s);
+    QVERIFY(button && !button->isEnabled()); // the updater has not started
+    updater.start();
+    QVERIFY(button->isEnabled());
+    m_server.setReply(
+        {200, "<rss version=\"2.0\"><channel></channel></rss>", std::chrono::milliseconds(300)});
+    QSignalSpy finished(&updater, &Updater::checkFinished);
+    button->click();
+    QVERIFY(!button->isEnabled());
+    QVERIFY(finished.wait(15000));
+    QVERIFY(button->isEnabled());
+    m_server.setReply({200, R"({"data":[{"id":"gpt-4o"},{"id":"gpt-4o-mini"}]})"});
+}
+
+void TestSettingsViews::updateResultsShownAsAsked_data()
+{
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<bool>("userInitiated");
+    QTest::addColumn<QString>("shown"); // the window's title, or nothing
+    using K = UpdateCheckResult::Kind;
+    QTest::newRow("found, scheduled") << int(K::updateAvailable) << false << u"Software Update"_s;
+    QTest::newRow("found, asked") << int(K::updateAvailable) << true << u"Software Update"_s;
+    QTest::newRow("up to date, asked") << int(K::upToDate) << true << u"Software Update"_s;
+    QTest::newRow("up to date, scheduled") << int(K::upToDate) << false << QString();
+    QTest::newRow("failed, asked") << int(K::failed) << true << u"Update Error"_s;
+    QTest::newRow("failed, scheduled") << int(K::failed) << false << QString();
+}
+
+void TestSettingsViews::updateResultsShownAsAsked()
+{
+    QFETCH(int, kind);
+    QFETCH(bool, userInitiated);
+    QFETCH(QString, shown);
+    UpdateCheckResult result;
+    result.kind = UpdateCheckResult::Kind(kind);
+    result.userInitiated = userInitiated;
+    result.message = u"The update server could not be reached: refused"_s;
+    result.item.version = result.item.shownVersion = u"0.3.0"_s;
+    result.item.notes = u"<ul><li>Faster search</li></ul>"_s;
+    result.item.downloadLink = QUrl(u"https://example.org/releases/0.3.0"_s);
+    const QList<QWidget*> before = QApplication::topLevelWidgets();
+    UpdateDialog::present(result, u"0.2.0"_s, nullptr);
+    QWidget* opened = nullptr;
+    QTest::qWait(50);
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (!before.contains(w) && w->isVisible())
+            opened = w;
+    if (shown.isEmpty()) {
+        QVERIFY(!opened);
+        return;
+    }
+    QVERIFY(opened);
+    QCOMPARE(opened->windowTitle(), shown);
+    if (result.kind == UpdateCheckResult::Kind::updateAvailable) {
+        QVERIFY(opened->findChild<QTextBrowser*>()->toPlainText().contains(u"Faster search"_s));
+        QPushButton* download = nullptr;
+        for (QPushButton* b : opened->findChildren<QPushButton*>())
+            if (b->text() == u"Open Download Page"_s)
+                download = b;
+        QVERIFY(download && download->isEnabled());
+    }
+    opened->close();
 }
 
 QTEST_MAIN(TestSettingsViews)
