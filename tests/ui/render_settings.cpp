@@ -126,6 +126,8 @@ int main(int argc, char** argv)
         {SettingsSection::backupSync, u"backup-sync"_s},
         {SettingsSection::permissions, u"permissions"_s}};
     for (const auto& [section, name] : panes) {
+        // General is long: the whole of it.
+        window.resize(1040, section == SettingsSection::general ? 880 : 760);
         window.openSettings(section);
         save(&window, name);
     }

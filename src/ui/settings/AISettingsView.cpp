@@ -45,7 +45,7 @@ QBoxLayout* labelled(const QString& text, QWidget* control, QWidget* parent)
 {
     auto* label = new QLabel(text, parent);
     label->setBuddy(control);
-    label->setMinimumWidth(110);
+    label->setMinimumWidth(175); // "Custom Model ID (optional)" lines up with the rest
     auto* layout = new QHBoxLayout;
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(label);
