@@ -59,11 +59,17 @@ AIService& AppServices::ai()
 {
     if (!m_parts->ai) {
         prepareFiles();
-        m_parts->http = std::make_unique<QtHttpClient>();
         m_parts->secrets = std::make_unique<KeychainSecretStore>(
             QDir(AppPaths::dataDir()).absoluteFilePath(QStringLiteral("secrets.json")));
-        m_parts->ai = std::make_unique<AIService>(AIServiceDependencies{
-            &settings(), m_parts->secrets.get(), m_parts->http.get(), {}, {}});
+        m_parts->ai = std::make_unique<AIService>(
+            AIServiceDependencies{&settings(), m_parts->secrets.get(), &http(), {}, {}});
     }
     return *m_parts->ai;
+}
+
+HttpClient& AppServices::http()
+{
+    if (!m_parts->http)
+        m_parts->http = std::make_unique<QtHttpClient>();
+    return *m_parts->http;
 }

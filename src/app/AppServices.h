@@ -4,6 +4,8 @@
 
 #include <memory>
 
+class HttpClient;
+
 // The process's one settings object, store and AI service, with the system parts they talk
 // through. Created here, in the application, and handed to the commands and the engine; each
 // is made on first use and destroyed before Qt itself.
@@ -16,6 +18,8 @@ public:
     QSettings& settings() override;
     PersistenceController& store() override;
     AIService& ai() override;
+    // HTTP for the AI providers and the update feed.
+    HttpClient& http();
 
 private:
     struct Parts;

@@ -81,7 +81,7 @@ int Application::run()
     }
     m_services.store().purgeOldTrash();
     p.engine = std::make_unique<Engine>(m_services);
-    p.shell = std::make_unique<Shell>(m_services, p.engine->expansion(), p.engine->scheduler());
+    p.shell = std::make_unique<Shell>(m_services, *p.engine);
     p.engine->start();
     p.shell->finishLaunch();
     if (m_showWindow)

@@ -2,6 +2,7 @@
 
 #include "ai/AIService.h"
 #include "app/AppServices.h"
+#include "backup/BackupController.h"
 #include "backup/SettingsSyncService.h"
 #include "common/AppPaths.h"
 #include "common/Preferences.h"
@@ -23,6 +24,7 @@
 #include "ui/panels/GeneratingPanel.h"
 
 #include <QDir>
+#include <QHash>
 #include <QLoggingCategory>
 #include <QSettings>
 
@@ -89,6 +91,7 @@ struct Engine::Parts {
     std::unique_ptr<GeneratingPanel> generating;
     std::unique_ptr<ExpansionPipeline> pipeline;
     PasteShortcuts pasteShortcuts;
+    std::unique_ptr<BackupController> backup;
 };
 
 Engine::Engine(AppServices& services, QObject* parent)
@@ -179,7 +182,11 @@ Engine::Engine(AppServices& services, QObject* parent)
             });
 }
 
-Engine::~Engine() = default;
+// The backup controller waits for its worker: it goes before the services it reads.
+Engine::~Engine()
+{
+    m_parts->backup.reset();
+}
 
 void Engine::start()
 {
@@ -194,4 +201,48 @@ TextExpansionService& Engine::expansion()
 Scheduler& Engine::scheduler()
 {
     return m_parts->scheduler;
+}
+
+SoundService& Engine::sound()
+{
+    return *m_parts->sound;
+}
+
+BackupController& Engine::backup()
+{
+    Parts& p = *m_parts;
+    if (p.backup)
+        return *p.backup;
+    TextExpansionService* expansion = p.expansion.get();
+    SoundService* sound = p.sound.get();
+    SettingsSyncService* sync = p.preferenceSync.get();
+    BackupService::SettingsTarget target;
+    target.setExpansionEnabled = [expansion](bool on) { expansion->setEnabled(on); };
+    target.setSoundEnabled = [sound](bool on) { sound->setSoundEnabled(on); };
+    target.setSoundVolume = [sound](float volume) { sound->setVolume(volume); };
+    target.setSelectedSound = [sound](const QString& name) { sound->setSelectedSoundName(name); };
+    target.push = [sync](const QString& name, const QVariant& value) {
+        using Entry = SettingsSyncService::Entry;
+        static const QHash<QString, Entry> entries{
+            {QStringLiteral("expansionEnabled"), Entry::expansionEnabled},
+            {QStringLiteral("soundEnabled"), Entry::soundEnabled},
+            {QStringLiteral("soundVolume"), Entry::soundVolume},
+            {QStringLiteral("selectedSound"), Entry::selectedSound}};
+        if (const auto entry = entries.constFind(name); entry != entries.cend())
+            sync->push(*entry, value);
+    };
+    p.backup = std::make_unique<BackupController>(
+        BackupController::Dependencies{&p.services.store(),
+                                       &p.services.settings(),
+                                       [expansion, sound] {
+                                           AppSettingsBackup s;
+                                           s.expansionEnabled = expansion->isEnabled();
+                                           s.soundEnabled = sound->soundEnabled();
+                                           s.soundVolume = sound->volume();
+                                           s.selectedSound = sound->selectedSoundName();
+                                           return s;
+                                       },
+                                       target,
+                                       {}});
+    return *p.backup;
 }

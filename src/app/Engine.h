@@ -4,7 +4,9 @@
 #include <memory>
 
 class AppServices;
+class BackupController;
 class Scheduler;
+class SoundService;
 class TextExpansionService;
 
 // The expansion engine wired to the store and to the system: keyboard monitor, synthetic keys,
@@ -20,6 +22,10 @@ public:
     void start();
     TextExpansionService& expansion();
     Scheduler& scheduler();
+    SoundService& sound();
+    // The settings' file backup: the library, and the four settings read from and restored to
+    // the services that own them.
+    BackupController& backup();
 
 private:
     struct Parts;

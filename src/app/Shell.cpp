@@ -1,13 +1,19 @@
 #include "app/Shell.h"
 
 #include "app/AppServices.h"
+#include "app/Engine.h"
+#include "backup/BackupController.h"
 #include "expansion/TextExpansionService.h"
 #include "library/PersistenceController.h"
+#include "models/CheckForUpdatesViewModel.h"
 #include "models/MenuBarModel.h"
+#include "models/Updater.h"
 #include "models/WelcomeOverlayController.h"
+#include "platform/desktop/Autostart.h"
 #include "platform/desktop/InstallLocation.h"
 #include "ui/mainwindow/MainWindow.h"
 #include "ui/onboarding/WelcomeCallout.h"
+#include "ui/settings/UpdateDialog.h"
 #include "ui/widgets/AccessHelp.h"
 #include "ui/widgets/Icons.h"
 
@@ -28,11 +34,18 @@
 
 Q_LOGGING_CATEGORY(lcShell, "scrivlane.shell")
 
-Shell::Shell(AppServices& services, TextExpansionService& expansion, Scheduler& scheduler,
-             QObject* parent)
-    : QObject(parent), m_services(services), m_expansion(expansion), m_scheduler(scheduler),
-      m_model(std::make_unique<MenuBarModel>(&expansion, &services.store()))
+Shell::Shell(AppServices& services, Engine& engine, QObject* parent)
+    : QObject(parent), m_services(services), m_expansion(engine.expansion()),
+      m_scheduler(engine.scheduler()),
+      m_model(std::make_unique<MenuBarModel>(&engine.expansion(), &services.store()))
 {
+    buildUpdater();
+    m_autostart = std::make_unique<Autostart>(Autostart::defaultDir(), Autostart::runningProgram());
+    m_settingsServices = {&services.settings(), &services.store(),
+                          &m_scheduler,         &m_expansion,
+                          &engine.sound(),      &services.ai(),
+                          &engine.backup(),     m_updates.get(),
+                          m_autostart.get(),    QStringLiteral(SCRIVLANE_VERSION)};
     buildMenu();
     m_tray = std::make_unique<QSystemTrayIcon>(Icons::tray(m_model->isPaused()));
     m_tray->setToolTip(QStringLiteral("ScrivLane"));
@@ -84,6 +97,12 @@ void Shell::buildMenu()
                       this, &Shell::showMainWindow);
     m_menu->addAction(Icons::named(QStringLiteral("preferences-system")),
                       QStringLiteral("Settings"), this, [this] { showSettings(); });
+    m_checkForUpdates =
+        m_menu->addAction(QStringLiteral("Check for Updates\u2026"), m_updates.get(),
+                          &CheckForUpdatesViewModel::checkForUpdates);
+    m_checkForUpdates->setEnabled(m_updates->canCheckForUpdates());
+    connect(m_updates.get(), &CheckForUpdatesViewModel::canCheckForUpdatesChanged,
+            m_checkForUpdates, &QAction::setEnabled);
     m_menu->addSeparator();
     m_menu->addAction(Icons::named(QStringLiteral("application-exit")),
                       QStringLiteral("Quit ScrivLane"), qApp, &QCoreApplication::quit);
@@ -138,7 +157,8 @@ void Shell::showMainWindow()
 {
     if (!m_window) {
         m_window = new MainWindow(
-            {&m_services.store(), &m_services.settings(), &m_scheduler, &m_services.ai()});
+            {&m_services.store(), &m_services.settings(), &m_scheduler, &m_services.ai(),
+             &m_settingsServices});
         m_window->setAttribute(Qt::WA_DeleteOnClose);
         connect(m_window, &MainWindow::destroyed, this, [] {
             // What the window drew stays cached and its heap stays mapped: give both back.
@@ -163,8 +183,24 @@ void Shell::showSettings(SettingsSection section)
     m_window->openSettings(section);
 }
 
+void Shell::buildUpdater()
+{
+    m_updater = std::make_unique<Updater>(Updater::Dependencies{&m_services.http(),
+                                                                &m_services.settings(),
+                                                                &m_scheduler,
+                                                                QStringLiteral(SCRIVLANE_VERSION),
+                                                                {},
+                                                                std::chrono::seconds(30)});
+    m_updates = std::make_unique<CheckForUpdatesViewModel>(m_updater.get());
+    connect(m_updater.get(), &Updater::checkFinished, this,
+            [this](const UpdateCheckResult& result) {
+                UpdateDialog::present(result, QStringLiteral(SCRIVLANE_VERSION), m_window);
+            });
+}
+
 void Shell::finishLaunch()
 {
+    m_updater->start();
     offerToMoveAppImage();
     m_welcome = std::make_unique<WelcomeOverlayController>(&m_services.settings(), &m_scheduler);
     connect(m_welcome.get(), &WelcomeOverlayController::showRequested, this, &Shell::showWelcome);

@@ -1,12 +1,16 @@
 #pragma once
 
 #include "models/SettingsSection.h"
+#include "ui/settings/SettingsContentView.h"
 
 #include <QObject>
 #include <QPointer>
 #include <memory>
 
 class AppServices;
+class Autostart;
+class CheckForUpdatesViewModel;
+class Engine;
 class MainWindow;
 class MenuBarModel;
 class QAction;
@@ -15,17 +19,18 @@ class QSystemTrayIcon;
 class QTimer;
 class Scheduler;
 class TextExpansionService;
+class Updater;
 class WelcomeCallout;
 class WelcomeOverlayController;
 
 // What the user sees of the running app: the tray icon and its menu, the main window (built
-// on each open and freed when closed), the first-run callout and the install-location offer.
+// on each open and freed when closed), the first-run callout, the install-location offer, and
+// the updater with what it finds.
 class Shell final : public QObject {
     Q_OBJECT
 
 public:
-    Shell(AppServices& services, TextExpansionService& expansion, Scheduler& scheduler,
-          QObject* parent = nullptr);
+    Shell(AppServices& services, Engine& engine, QObject* parent = nullptr);
     ~Shell() override;
 
     // The end of the launch: the install-location offer, then the welcome callout.
@@ -41,6 +46,7 @@ private:
     void showTray();
     void showWelcome();
     void offerToMoveAppImage();
+    void buildUpdater();
 
     AppServices& m_services;
     TextExpansionService& m_expansion;
@@ -58,4 +64,9 @@ private:
     QPointer<MainWindow> m_window;
     std::unique_ptr<WelcomeOverlayController> m_welcome;
     QPointer<WelcomeCallout> m_callout;
+    std::unique_ptr<Autostart> m_autostart;
+    std::unique_ptr<Updater> m_updater;
+    std::unique_ptr<CheckForUpdatesViewModel> m_updates;
+    QAction* m_checkForUpdates = nullptr;
+    SettingsServices m_settingsServices;
 };

@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QLocale>
 #include <QSettings>
+#include <QUrl>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -99,6 +100,19 @@ bool isPasteShortcutEntry(const QString& entry)
            keys == u"shift+insert"_s;
 }
 
+// https, or plain http to this machine (a local mirror, the tests).
+bool isFeedAddress(const QString& text)
+{
+    const QUrl url(text, QUrl::StrictMode);
+    if (!url.isValid() || url.host().isEmpty())
+        return false;
+    if (url.scheme() == u"https"_s)
+        return true;
+    const QString host = url.host();
+    return url.scheme() == u"http"_s &&
+           (host == u"127.0.0.1"_s || host == u"localhost"_s || host == u"::1"_s);
+}
+
 QVariant defaultSyncFolder()
 {
     return QDir(AppPaths::dataDir()).absoluteFilePath(u"Sync"_s);
@@ -157,6 +171,12 @@ std::vector<Preference> makeTable()
         {.key = backupFolderBookmark, .kind = K::bytes},
         {.key = lastBackupDate, .kind = K::date},
         {.key = betaUpdatesEnabled, .kind = K::flag, .defaultValue = false},
+        {.key = updateFeedURL,
+         .kind = K::text,
+         .defaultValue = u"https://github.com/pellucidforge/scrivlane/releases/appcast.xml"_s,
+         .accepts = isFeedAddress,
+         .rule = u"an https:// address"_s},
+        {.key = lastUpdateCheck, .kind = K::date},
         {.key = aiProvider,
          .kind = K::text,
          .defaultValue = u"openai"_s,

@@ -12,6 +12,7 @@
 #include "ui/mainwindow/SidebarDelegate.h"
 #include "ui/mainwindow/SnippetRowDelegate.h"
 #include "ui/onboarding/SyncOnboardingView.h"
+#include "ui/settings/SettingsContentView.h"
 #include "ui/sheets/CategoryEditorSheet.h"
 #include "ui/sheets/NewSnippetSheet.h"
 #include "ui/widgets/EmptyState.h"
@@ -301,22 +302,13 @@ QWidget* MainWindow::buildDetail()
                                        QStringLiteral("Items are permanently deleted after 30 "
                                                       "days."),
                                        QString(), m_detail));
-    auto* pane = new QWidget(m_detail);
-    auto* paneLayout = new QVBoxLayout(pane);
-    m_paneTitle = new QLabel(pane);
-    QFont font = m_paneTitle->font();
-    font.setBold(true);
-    font.setPointSizeF(font.pointSizeF() * 1.35);
-    m_paneTitle->setFont(font);
-    paneLayout->addWidget(m_paneTitle);
-    auto* paneNote = new QLabel(QStringLiteral("These settings come to this window in the next "
-                                               "release. Until then, scrivlane config get and "
-                                               "set reach every one of them."),
-                                pane);
-    paneNote->setWordWrap(true);
-    paneLayout->addWidget(paneNote);
-    paneLayout->addStretch(1);
-    m_detail->addWidget(pane);
+    SettingsServices services =
+        m_dependencies.settingsServices ? *m_dependencies.settingsServices : SettingsServices{};
+    services.settings = m_dependencies.settings;
+    services.store = m_dependencies.store;
+    services.scheduler = m_dependencies.scheduler;
+    m_settingsContent = new SettingsContentView(services, m_detail);
+    m_detail->addWidget(m_settingsContent);
     m_detail->addWidget(new EmptyState(QStringLiteral("preferences-system"),
                                        QStringLiteral("Select a settings section"), QString(),
                                        QString(), m_detail));
@@ -408,7 +400,7 @@ void MainWindow::syncDetail()
         m_detail->setCurrentIndex(trashPage);
         break;
     case Detail::settingsPane:
-        m_paneTitle->setText(SettingsSections::title(*m_model->settingsSection()));
+        m_settingsContent->showSection(*m_model->settingsSection());
         m_detail->setCurrentIndex(panePage);
         break;
     case Detail::noSettingsSection:

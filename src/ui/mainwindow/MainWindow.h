@@ -17,6 +17,8 @@ class QSettings;
 class QStackedWidget;
 class QTimer;
 class Scheduler;
+class SettingsContentView;
+struct SettingsServices;
 class SidebarDelegate;
 class SnippetEditorView;
 class AIService;
@@ -36,6 +38,7 @@ public:
         QSettings* settings = nullptr;
         Scheduler* scheduler = nullptr;
         AIService* ai = nullptr; // the editor's AI button; none: no picker
+        const SettingsServices* settingsServices = nullptr; // the settings panes' services
     };
 
     explicit MainWindow(Dependencies dependencies, QWidget* parent = nullptr);
@@ -88,7 +91,7 @@ private:
     QStackedWidget* m_detail = nullptr;
     SnippetEditorView* m_editor = nullptr;
     BulkEditPanel* m_bulk = nullptr;
-    QLabel* m_paneTitle = nullptr;
+    SettingsContentView* m_settingsContent = nullptr;
     QPushButton* m_settingsButton = nullptr;
     QTimer* m_relativeTimes = nullptr;
 };
