@@ -7,6 +7,7 @@
 #include "models/EditorState.h"
 #include "models/SidebarModel.h"
 #include "models/SnippetListModel.h"
+#include "models/TrashViewModel.h"
 #include "ui/mainwindow/BulkEditPanel.h"
 #include "ui/mainwindow/SidebarDelegate.h"
 #include "ui/mainwindow/SnippetDetailView.h"
@@ -14,6 +15,8 @@
 #include "ui/onboarding/SyncOnboardingView.h"
 #include "ui/sheets/CategoryEditorSheet.h"
 #include "ui/sheets/NewSnippetSheet.h"
+#include "ui/trash/TrashDetailView.h"
+#include "ui/trash/TrashListView.h"
 #include "ui/widgets/EmptyState.h"
 #include "ui/widgets/Icons.h"
 #include "ui/widgets/Questions.h"
@@ -237,11 +240,8 @@ QWidget* MainWindow::buildMiddle()
     m_listStack->addWidget(syncing);
     m_middle->addWidget(m_listStack);
 
-    m_middle->addWidget(new EmptyState(QStringLiteral("user-trash"),
-                                       QStringLiteral("Recently Deleted"),
-                                       QStringLiteral("Deleted snippets and categories are kept "
-                                                      "here for 30 days."),
-                                       QString(), m_middle));
+    m_trash = new TrashViewModel({m_dependencies.store, m_model, {}}, this);
+    m_middle->addWidget(new TrashListView(m_trash, m_middle));
 
     auto* settings = new QWidget(m_middle);
     auto* settingsLayout = new QVBoxLayout(settings);
@@ -291,11 +291,7 @@ QWidget* MainWindow::buildDetail()
     m_detail->addWidget(m_snippetDetail);
     m_bulk = new BulkEditPanel(m_model, m_detail);
     m_detail->addWidget(m_bulk);
-    m_detail->addWidget(new EmptyState(QStringLiteral("user-trash"),
-                                       QStringLiteral("Select an item to preview"),
-                                       QStringLiteral("Items are permanently deleted after 30 "
-                                                      "days."),
-                                       QString(), m_detail));
+    m_detail->addWidget(new TrashDetailView(m_trash, m_detail));
     auto* pane = new QWidget(m_detail);
     auto* paneLayout = new QVBoxLayout(pane);
     m_paneTitle = new QLabel(pane);

@@ -20,6 +20,7 @@ class Scheduler;
 class SidebarDelegate;
 class SnippetDetailView;
 class SnippetEntity;
+class TrashViewModel;
 class EmptyState;
 class QLabel;
 
@@ -89,4 +90,5 @@ private:
     QLabel* m_paneTitle = nullptr;
     QPushButton* m_settingsButton = nullptr;
     QTimer* m_relativeTimes = nullptr;
+    TrashViewModel* m_trash = nullptr;
 };
