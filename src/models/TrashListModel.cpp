@@ -30,6 +30,12 @@ void TrashListModel::setRecords(QList<CategoryEntity*> categories, QList<Snippet
     beginResetModel();
     m_categories = std::move(categories);
     m_snippets = std::move(snippets);
+    m_rows.clear();
+    m_rows.reserve(m_categories.size() + m_snippets.size());
+    for (int row = 0; row < rowCount(); ++row) {
+        if (const TrashSelection record = recordAt(row); !record.isNull())
+            m_rows.insert(record, row);
+    }
     endResetModel();
 }
 
@@ -57,12 +63,7 @@ TrashSelection TrashListModel::recordAt(int row) const
 
 int TrashListModel::rowOf(const TrashSelection& record) const
 {
-    if (record.category) {
-        const qsizetype i = m_categories.indexOf(record.category);
-        return i < 0 ? -1 : int(i) + 1;
-    }
-    const qsizetype i = record.snippet ? m_snippets.indexOf(record.snippet) : -1;
-    return i < 0 ? -1 : snippetsHeadingRow() + 1 + int(i);
+    return m_rows.value(record, -1);
 }
 
 void TrashListModel::refreshDaysRemaining()

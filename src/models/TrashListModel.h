@@ -4,7 +4,9 @@
 
 #include <QAbstractListModel>
 #include <QDateTime>
+#include <QHash>
 #include <functional>
+#include <optional>
 
 // Recently Deleted's rows in one flat list: a "Categories" heading and the trashed categories
 // (only when there are any), then a "Snippets" heading and the trashed snippets. Headings are
@@ -60,4 +62,5 @@ private:
     std::function<QDateTime()> m_clock;
     QList<CategoryEntity*> m_categories;
     QList<SnippetEntity*> m_snippets;
+    QHash<TrashSelection, int> m_rows; // a selection of thousands maps to rows at once
 };

@@ -7,6 +7,8 @@
 #include "models/TrashListModel.h"
 #include "models/TrashTexts.h"
 
+#include <algorithm>
+
 TrashViewModel::TrashViewModel(Dependencies dependencies, QObject* parent)
     : QObject(parent), m_dependencies(std::move(dependencies))
 {
@@ -45,12 +47,13 @@ const QList<TrashSelection>& TrashViewModel::selection() const
 void TrashViewModel::select(const QList<TrashSelection>& records)
 {
     QList<int> rows;
+    rows.reserve(records.size());
     for (const TrashSelection& record : records) {
-        const int row = m_list->rowOf(record);
-        if (row >= 0 && !rows.contains(row))
+        if (const int row = m_list->rowOf(record); row >= 0)
             rows.append(row);
     }
     std::sort(rows.begin(), rows.end());
+    rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
     QList<TrashSelection> kept;
     kept.reserve(rows.size());
     for (int row : rows)
