@@ -131,6 +131,7 @@ private Q_SLOTS:
     void deleteKeyAsksAndReturnDoesNotDelete_data();
     void deleteKeyAsksAndReturnDoesNotDelete();
     void bulkPanelRestoresAllAndAsksBeforeDeletingAll();
+    void keysSkipHeadingsAndSelectAcrossSections();
     void badgeWidgetFollowsTheRule_data();
     void badgeWidgetFollowsTheRule();
     void richTextPreviewIsOnlyToLookAt();
@@ -299,6 +300,24 @@ void TestTrashViews::bulkPanelRestoresAllAndAsksBeforeDeletingAll()
     QVERIFY(old->isLive() && inOld->isLive());
     QCOMPARE(m_library->store->fetchActiveSnippets().size(), 3);
     QTRY_VERIFY(!panel->isVisible());
+}
+
+void TestTrashViews::keysSkipHeadingsAndSelectAcrossSections()
+{
+    CategoryEntity* old = m_library->store->createCategory(u"Old"_s, u"#9B59B6"_s);
+    m_library->store->trashCategory(old);
+    m_library->store->trashSnippets({m_library->add(u"a"_s), m_library->add(u"b"_s)});
+    // Rows: [Categories] Old [Snippets] b a
+    selectRows({1});
+    list()->setCurrentIndex(list()->model()->index(1, 0));
+    list()->setFocus();
+    QTest::keyClick(list(), Qt::Key_Down);
+    QCOMPARE(list()->currentIndex().row(), 3);
+    QTest::keyClick(list(), Qt::Key_Up, Qt::ShiftModifier);
+    QCOMPARE(m_trash->selection().size(), 2); // the category and one snippet, no heading
+    QTest::keyClick(list(), Qt::Key_A, Qt::ControlModifier);
+    QCOMPARE(m_trash->selection().size(), 3);
+    QCOMPARE(list()->selectionModel()->selectedRows().size(), 3);
 }
 
 void TestTrashViews::badgeWidgetFollowsTheRule_data()
