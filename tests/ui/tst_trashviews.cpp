@@ -401,6 +401,17 @@ void TestTrashViews::windowShowsRecentlyDeletedAndForgetsItsSelection()
         QCOMPARE(a->text(QAccessible::Name), text);
         QVERIFY(!a->text(QAccessible::Description).isEmpty());
     }
+    // From the list, Tab reaches the detail's buttons.
+    QApplication::setActiveWindow(&main);
+    trashList->setFocus();
+    QString reached;
+    for (int i = 0; i < 8 && reached != u"Restore"_s; ++i) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        auto* focused = qobject_cast<QPushButton*>(QApplication::focusWidget());
+        reached = focused ? focused->text() : QString();
+    }
+    QCOMPARE(reached, u"Restore"_s);
+
     const QModelIndex allRow = sidebar->model()->index(0, 0);
     QTest::mouseClick(sidebar->viewport(), Qt::LeftButton, {},
                       sidebar->visualRect(allRow).center());
