@@ -42,6 +42,8 @@ void ContentViewModel::setPlace(CategoryEntity* category, bool settings, bool tr
     m_selectedCategory = category;
     m_showingSettings = settings;
     m_showingTrash = trash;
+    if (!trash)
+        setTrashSelection({});
     if (categoryChanged)
         rebuildList();
     Q_EMIT placeChanged();
@@ -346,4 +348,14 @@ void ContentViewModel::moveSelection(CategoryEntity* category)
     m_listSelection.clear();
     Q_EMIT selectionChanged();
     m_dependencies.store->save();
+}
+
+// --- Recently Deleted ---
+
+void ContentViewModel::setTrashSelection(QList<TrashSelection> selection)
+{
+    if (selection == m_trashSelection)
+        return;
+    m_trashSelection = std::move(selection);
+    Q_EMIT trashSelectionChanged();
 }

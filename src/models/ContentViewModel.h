@@ -2,6 +2,7 @@
 
 #include "models/LibraryTexts.h"
 #include "models/SettingsSection.h"
+#include "models/TrashSelection.h"
 
 #include <QDateTime>
 #include <QHash>
@@ -101,6 +102,11 @@ public:
     // Moves the selection into a category (none: out of any), saved once.
     void moveSelection(CategoryEntity* category);
 
+    // --- Recently Deleted ---
+    // The selected trashed records, in the list's order; emptied whenever the trash is left.
+    const QList<TrashSelection>& trashSelection() const { return m_trashSelection; }
+    void setTrashSelection(QList<TrashSelection> selection);
+
 Q_SIGNALS:
     void placeChanged();      // category, settings, trash or settings section
     void listChanged();       // the rows or the empty state
@@ -108,6 +114,7 @@ Q_SIGNALS:
     void categoriesChanged(); // names, colours, counts or order
     void unsavedChangesQuestionRequested();
     void syncSuggestionRequested();
+    void trashSelectionChanged();
 
 private:
     void refresh();
@@ -128,6 +135,7 @@ private:
     std::optional<SettingsSection> m_settingsSection;
     QString m_searchText;
     QList<QUuid> m_listSelection;
+    QList<TrashSelection> m_trashSelection;
     std::function<void()> m_pending;
 
     QHash<QUuid, SnippetEntity*> m_liveById;

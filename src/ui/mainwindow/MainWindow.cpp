@@ -8,6 +8,7 @@
 #include "models/SidebarModel.h"
 #include "models/SnippetListModel.h"
 #include "ui/editor/SnippetEditorView.h"
+#include "models/TrashViewModel.h"
 #include "ui/mainwindow/BulkEditPanel.h"
 #include "ui/mainwindow/SidebarDelegate.h"
 #include "ui/mainwindow/SnippetRowDelegate.h"
@@ -15,6 +16,8 @@
 #include "ui/settings/SettingsContentView.h"
 #include "ui/sheets/CategoryEditorSheet.h"
 #include "ui/sheets/NewSnippetSheet.h"
+#include "ui/trash/TrashDetailView.h"
+#include "ui/trash/TrashListView.h"
 #include "ui/widgets/EmptyState.h"
 #include "ui/widgets/Icons.h"
 #include "ui/widgets/Questions.h"
@@ -241,11 +244,8 @@ QWidget* MainWindow::buildMiddle()
     m_listStack->addWidget(syncing);
     m_middle->addWidget(m_listStack);
 
-    m_middle->addWidget(new EmptyState(QStringLiteral("user-trash"),
-                                       QStringLiteral("Recently Deleted"),
-                                       QStringLiteral("Deleted snippets and categories are kept "
-                                                      "here for 30 days."),
-                                       QString(), m_middle));
+    m_trash = new TrashViewModel({m_dependencies.store, m_model, {}}, this);
+    m_middle->addWidget(new TrashListView(m_trash, m_middle));
 
     auto* settings = new QWidget(m_middle);
     auto* settingsLayout = new QVBoxLayout(settings);
@@ -297,11 +297,7 @@ QWidget* MainWindow::buildDetail()
     m_detail->addWidget(m_editor);
     m_bulk = new BulkEditPanel(m_model, m_detail);
     m_detail->addWidget(m_bulk);
-    m_detail->addWidget(new EmptyState(QStringLiteral("user-trash"),
-                                       QStringLiteral("Select an item to preview"),
-                                       QStringLiteral("Items are permanently deleted after 30 "
-                                                      "days."),
-                                       QString(), m_detail));
+    m_detail->addWidget(new TrashDetailView(m_trash, m_detail));
     SettingsServices services =
         m_dependencies.settingsServices ? *m_dependencies.settingsServices : SettingsServices{};
     services.settings = m_dependencies.settings;

@@ -23,6 +23,7 @@ class SidebarDelegate;
 class SnippetEditorView;
 class AIService;
 class SnippetEntity;
+class TrashViewModel;
 class EmptyState;
 class QLabel;
 
@@ -94,4 +95,5 @@ private:
     SettingsContentView* m_settingsContent = nullptr;
     QPushButton* m_settingsButton = nullptr;
     QTimer* m_relativeTimes = nullptr;
+    TrashViewModel* m_trash = nullptr;
 };
