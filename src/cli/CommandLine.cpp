@@ -60,7 +60,8 @@ QString CommandLine::usage()
 {
     QString text = uR"(Usage: scrivlane [COMMAND [OPTIONS] ARGUMENTS]
 
-Without a command, starts the ScrivLane tray application.
+Without a command, starts the ScrivLane tray application; with --show, or when it
+already runs, opens its window.
 
 Commands:
 )"_s;

@@ -375,6 +375,9 @@ class App:
         """Clicks a control with the real pointer, at its centre: for what offers no action
         (list rows, links) or where the mouse path itself is under test."""
         x, y, width, height = self.extents(control)
+        # "--sync" waits for the pointer to move: a step aside first, so a second click on
+        # the same spot does not wait forever.
+        self.session.xdotool("mousemove", x + width // 2 + 3, y + height // 2)
         self.session.xdotool("mousemove", "--sync", x + width // 2, y + height // 2,
                              "click", *(["--repeat", 2] if double else []), button)
 

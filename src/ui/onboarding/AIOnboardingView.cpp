@@ -182,7 +182,10 @@ QWidget* AIOnboardingView::buildProviders()
         if (card.provider == m_selected)
             button->setChecked(true);
     }
-    connect(m_cards, &QButtonGroup::buttonClicked, this, [this](QAbstractButton* button) {
+    // Toggled, not clicked: assistive technologies toggle checkable buttons.
+    connect(m_cards, &QButtonGroup::buttonToggled, this, [this](QAbstractButton* button, bool on) {
+        if (!on)
+            return;
         m_selected = button->property("provider").value<AIProvider>();
         for (QAbstractButton* b : m_cards->buttons())
             b->setIcon(b == button ? Icons::named(u"emblem-ok"_s)

@@ -49,7 +49,7 @@ SyncOnboardingView::SyncOnboardingView(QWidget* parent) : QDialog(parent)
     setWindowTitle(QStringLiteral("First snippet saved!"));
     setWindowModality(Qt::WindowModal);
     setAccessibleName(QStringLiteral("First snippet saved!"));
-    setFixedWidth(440);
+    setFixedWidth(460);
 
     auto* layout = new QVBoxLayout(this);
     layout->setSpacing(10);
@@ -81,6 +81,9 @@ SyncOnboardingView::SyncOnboardingView(QWidget* parent) : QDialog(parent)
                   this);
     layout->addWidget(sync);
     layout->addWidget(backup);
+    // A button does not grow with the layout inside it: give each the height its text needs.
+    for (QPushButton* row : {sync, backup})
+        row->setMinimumHeight(row->layout()->totalHeightForWidth(width() - 2 * 12));
     auto* later = new QPushButton(QStringLiteral("Maybe Later"), this);
     later->setFlat(true);
     layout->addWidget(later, 0, Qt::AlignHCenter);

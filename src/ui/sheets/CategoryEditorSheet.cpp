@@ -93,8 +93,12 @@ CategoryEditorSheet::CategoryEditorSheet(PersistenceController* store, CategoryE
         m_model->name = text;
         update();
     });
-    connect(m_swatches, &QButtonGroup::idClicked, this, [this](int index) {
-        m_model->colorHex = m_swatches->button(index)->property("hex").toString();
+    // Toggled, not clicked: assistive technologies toggle checkable buttons.
+    connect(m_swatches, &QButtonGroup::idToggled, this, [this](int index, bool on) {
+        const QString hex = m_swatches->button(index)->property("hex").toString();
+        if (!on || hex == m_model->colorHex)
+            return;
+        m_model->colorHex = hex;
         update();
     });
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);

@@ -15,6 +15,8 @@ QMessageBox* askDestructive(QWidget* parent, const LibraryTexts::Question& quest
     box->setWindowTitle(question.title);
     box->setText(question.title);
     box->setInformativeText(question.message);
+    // Short questions read better on one line than wrapped into a narrow box.
+    box->setStyleSheet(QStringLiteral("QLabel { min-width: 300px; }"));
     QPushButton* confirm = box->addButton(question.confirm, QMessageBox::DestructiveRole);
     QPushButton* cancel = box->addButton(QMessageBox::Cancel);
     // Return on a destructive question must not delete: Cancel is the default.
