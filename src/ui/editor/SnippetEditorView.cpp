@@ -212,6 +212,7 @@ SnippetEditorView::SnippetEditorView(Dependencies dependencies, QWidget* parent)
     });
     connect(m_conflict, &ConflictWarningRow::goToSnippet, this, &SnippetEditorView::navigateTo);
     connect(m_save, &QPushButton::clicked, m_model, &SnippetEditorModel::save);
+    connect(m_model, &SnippetEditorModel::loaded, this, [this] { m_checkedFor = nullptr; });
     auto* saveKey =
         new QShortcut(QKeySequence::Save, this, nullptr, nullptr, Qt::WidgetWithChildrenShortcut);
     connect(saveKey, &QShortcut::activated, m_model, &SnippetEditorModel::save);
@@ -356,12 +357,21 @@ void SnippetEditorView::updateLooks()
     const bool previewing = m_preview->isChecked();
     m_formattingBar->setVisible(rich && !previewing);
     m_pages->setCurrentIndex(previewing ? previewPage : rich ? richPage : plainPage);
-    const QString hint = m_model->abbreviationHint();
-    m_hint->setText(hint);
-    m_hint->setVisible(!hint.isEmpty());
-    m_conflict->setConflict(m_model->conflict());
+    // The abbreviation's checks walk the library: only when it changed, not on every key of
+    // the text.
+    if (m_model->abbreviation() != m_checkedAbbreviation || m_model->snippet() != m_checkedFor) {
+        m_checkedAbbreviation = m_model->abbreviation();
+        m_checkedFor = m_model->snippet();
+        const QString hint = m_model->abbreviationHint();
+        m_hint->setText(hint);
+        m_hint->setVisible(!hint.isEmpty());
+        m_conflict->setConflict(m_model->conflict());
+    }
     // Save stands out only when there is something to save.
     const bool dirty = m_model->isDirty();
+    if (m_saveLooksDirty == std::optional(dirty))
+        return;
+    m_saveLooksDirty = dirty;
     QColor color = palette().color(dirty ? QPalette::Highlight : QPalette::ButtonText);
     if (!dirty)
         color.setAlphaF(0.4f);

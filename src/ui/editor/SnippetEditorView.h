@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QWidget>
+#include <optional>
 
 class AIService;
 class CategoryPicker;
@@ -79,4 +80,7 @@ private:
     MacroPicker* m_macroPicker = nullptr;
     int m_linkStart = 0, m_linkEnd = 0;
     bool m_loading = false;
+    QString m_checkedAbbreviation; // what the hint and warning were last made for
+    const SnippetEntity* m_checkedFor = nullptr;
+    std::optional<bool> m_saveLooksDirty;
 };
