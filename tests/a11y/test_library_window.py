@@ -1,8 +1,10 @@
 """The library managed as a person would, through the accessible controls alone: the window
 opened from the tray menu; a category and a snippet made through their sheets; the snippet's
 rich text written in the editor with bold from the formatting bar and a fill-in field from the
-macro picker, saved with Ctrl+S; found by search; expanded in another application with the
-form filled; deleted with the Delete key. The store is checked through the command line."""
+macro picker, saved with Ctrl+S; moved into the category; found by search; expanded in another
+application with the form filled; deleted with the Delete key, found in Recently Deleted with
+its 30 days, restored, deleted again and deleted for good. The store is checked through the
+command line."""
 
 import re
 
@@ -73,6 +75,14 @@ def main(session):
     if stored["expandedText"] != "Dear friend, {fill:Name}":
         raise Failure(f"stored text is {stored['expandedText']!r}")
 
+    # Moved into Travel with the editor's category picker, then saved.
+    app.press(app.wait_for("combo box", None, within=window))
+    app.click(app.wait_for("list item", "Travel"))
+    app.focus(text)
+    session.key("ctrl+s")
+    wait_until("the snippet in Travel",
+               lambda: (snippet(session, ";trip") or {}).get("categoryName") == "Travel")
+
     # Search finds it by a word of its text, whatever the case.
     search = app.wait_for("text", "Search snippets", within=window)
     app.set_text(search, "FRIEND")
@@ -105,6 +115,25 @@ def main(session):
     app.press(app.wait_for("push button", "Delete", within=question))
     wait_until("the snippet in Recently Deleted",
                lambda: snippet(session, ";trip", "--trashed") and not snippet(session, ";trip"))
+
+    # In Recently Deleted with all its 30 days; restored, it is back in the library.
+    app.click(app.wait_for("list item", "Recently Deleted", within=window))
+    trashed = re.compile(r"^Trip greeting.*30 days left")
+    app.click(app.wait_for("list item", trashed, within=window))
+    app.press(app.wait_for("push button", "Restore", within=window))
+    wait_until("the snippet restored", lambda: snippet(session, ";trip"))
+
+    # Deleted again, then for good from Recently Deleted.
+    app.click(app.wait_for("list item", "All Snippets", within=window))
+    app.click(app.wait_for("list item", re.compile(r"^Trip greeting"), within=window))
+    session.key("Delete")
+    question = app.wait_window('Delete "Trip greeting"?')
+    app.press(app.wait_for("push button", "Delete", within=question))
+    wait_until("the snippet deleted again", lambda: snippet(session, ";trip", "--trashed"))
+    app.click(app.wait_for("list item", "Recently Deleted", within=window))
+    app.click(app.wait_for("list item", trashed, within=window))
+    app.press(app.wait_for("push button", "Delete Permanently", within=window))
+    wait_until("the snippet gone for good", lambda: not snippet(session, ";trip", "--all"))
 
 
 if __name__ == "__main__":
