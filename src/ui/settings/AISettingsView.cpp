@@ -77,7 +77,11 @@ AISettingsView::AISettingsView(AIService* ai, QWidget* parent)
                 widget());
     enabledCaption->setTextFormat(Qt::RichText);
     body()->addWidget(enabledCaption);
-    connect(m_enabled, &QCheckBox::clicked, ai, &AIService::setIsEnabled);
+    // Toggled, not clicked: assistive technologies toggle a switch without clicking it.
+    connect(m_enabled, &QCheckBox::toggled, ai, [ai](bool on) {
+        if (on != ai->isEnabled())
+            ai->setIsEnabled(on);
+    });
 
     buildProvider();
     buildModel();

@@ -72,7 +72,11 @@ void BackupSyncSettingsView::buildSync()
              u"Keep snippets in sync across all your computers through a synced folder "
              u"(Syncthing, Nextcloud, Dropbox). Takes effect after relaunch."_s);
     section->addWidget(m_syncEnabled);
-    connect(m_syncEnabled, &QCheckBox::clicked, m_model, &BackupSyncSettingsModel::setSyncEnabled);
+    // Toggled, not clicked: assistive technologies toggle a switch without clicking it.
+    connect(m_syncEnabled, &QCheckBox::toggled, m_model, [this](bool on) {
+        if (on != m_model->syncEnabled())
+            m_model->setSyncEnabled(on);
+    });
 
     auto* status = new QWidget(widget());
     auto* line = new QHBoxLayout(status);

@@ -54,7 +54,10 @@ GeneralSettingsView::GeneralSettingsView(const SettingsServices& services, QWidg
              u"Automatically start ScrivLane when you log in."_s);
     m_launchAtLogin->setEnabled(m_model->canChangeLaunchAtLogin());
     startup->addWidget(m_launchAtLogin);
-    connect(m_launchAtLogin, &QCheckBox::clicked, this, [this](bool on) {
+    // Toggled, not clicked: assistive technologies toggle a switch without clicking it.
+    connect(m_launchAtLogin, &QCheckBox::toggled, this, [this](bool on) {
+        if (on == m_model->launchAtLogin())
+            return;
         const QString error = m_model->setLaunchAtLogin(on);
         if (error.isEmpty())
             return;
@@ -80,7 +83,10 @@ GeneralSettingsView::GeneralSettingsView(const SettingsServices& services, QWidg
              u"Opt in to early access builds. Beta updates may include unfinished features and "
              u"bugs."_s);
     about->addWidget(m_beta);
-    connect(m_beta, &QCheckBox::clicked, m_model, &GeneralSettingsModel::setBetaUpdatesEnabled);
+    connect(m_beta, &QCheckBox::toggled, m_model, [this](bool on) {
+        if (on != m_model->betaUpdatesEnabled())
+            m_model->setBetaUpdatesEnabled(on);
+    });
     m_betaNote = caption(u"You'll receive early access builds that may include unfinished "
                          u"features. To return to stable, turn this off and wait for the next "
                          u"stable release \u2014 it will update you automatically."_s,

@@ -25,7 +25,11 @@ SoundSettingsView::SoundSettingsView(SoundService* sound, QWidget* parent)
     describe(m_enabled, u"Play sound on expansion"_s,
              u"Plays the sound below each time a snippet expands"_s);
     feedback->addWidget(m_enabled);
-    connect(m_enabled, &QCheckBox::clicked, sound, &SoundService::setSoundEnabled);
+    // Toggled, not clicked: assistive technologies toggle a switch without clicking it.
+    connect(m_enabled, &QCheckBox::toggled, sound, [sound](bool on) {
+        if (on != sound->soundEnabled())
+            sound->setSoundEnabled(on);
+    });
 
     QVBoxLayout* section = addSection(u"Sound"_s);
     auto* volumeLabel = new QLabel(u"Volume"_s, widget());
