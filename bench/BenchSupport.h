@@ -4,8 +4,10 @@
 
 #include <QCoreApplication>
 #include <QTemporaryDir>
+#include <algorithm>
 #include <benchmark/benchmark.h>
 #include <memory>
+#include <vector>
 
 // What the store benchmarks share: one temporary folder per run, stores without a file
 // watcher on a fixed clock, and a main() with the Qt application the store needs.
@@ -35,3 +37,16 @@ openBenchStore(const QString& path, QDateTime now = QDateTime::currentDateTimeUt
         benchmark::Shutdown();                                                                     \
         return 0;                                                                                  \
     }
+
+inline double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+// Lets queued work (layouts, paints) happen, as the event loop would between two events.
+inline void settle()
+{
+    for (int i = 0; i < 3; ++i)
+        QCoreApplication::processEvents();
+}

@@ -40,18 +40,6 @@ struct NoLoginItem final : LoginItem {
     QString setEnabled(bool) override { return {}; }
 };
 
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-void settle()
-{
-    for (int i = 0; i < 3; ++i)
-        QCoreApplication::processEvents();
-}
-
 } // namespace
 
 int main(int argc, char** argv)

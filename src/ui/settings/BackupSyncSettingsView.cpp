@@ -224,46 +224,42 @@ void BackupSyncSettingsView::sync()
     m_status->setAccessibleName(m_model->statusText());
 }
 
-void BackupSyncSettingsView::chooseFolder()
+void BackupSyncSettingsView::askForFolder(const QString& title, const QString& objectName,
+                                          const QString& what,
+                                          std::function<bool(const QString&)> choose)
 {
-    auto* dialog = new QFileDialog(this, u"Select a folder for automatic ScrivLane backups"_s);
-    dialog->setObjectName(u"backupFolderDialog"_s);
+    auto* dialog = new QFileDialog(this, title);
+    dialog->setObjectName(objectName);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setFileMode(QFileDialog::Directory);
     dialog->setOption(QFileDialog::ShowDirsOnly);
     dialog->setOption(QFileDialog::DontUseNativeDialog);
     dialog->setLabelText(QFileDialog::Accept, u"Choose"_s);
-    connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& folder) {
-        if (m_model->chooseFolder(folder))
-            return;
-        auto* box = new QMessageBox(QMessageBox::Warning, u"Backup Folder"_s,
-                                    u"\"%1\" cannot be used as the backup folder."_s.arg(folder),
-                                    QMessageBox::Ok, this);
-        box->setAttribute(Qt::WA_DeleteOnClose);
-        box->open();
-    });
+    connect(dialog, &QFileDialog::fileSelected, this,
+            [this, what, choose = std::move(choose)](const QString& folder) {
+                if (choose(folder))
+                    return;
+                auto* box = new QMessageBox(
+                    QMessageBox::Warning, what,
+                    u"\"%1\" cannot be used as the %2."_s.arg(folder, what.toLower()),
+                    QMessageBox::Ok, this);
+                box->setAttribute(Qt::WA_DeleteOnClose);
+                box->open();
+            });
     dialog->open();
+}
+
+void BackupSyncSettingsView::chooseFolder()
+{
+    askForFolder(u"Select a folder for automatic ScrivLane backups"_s, u"backupFolderDialog"_s,
+                 u"Backup Folder"_s, [this](const QString& f) { return m_model->chooseFolder(f); });
 }
 
 void BackupSyncSettingsView::chooseSyncFolder()
 {
-    auto* dialog = new QFileDialog(this, u"Select the folder your sync tool keeps in step"_s);
-    dialog->setObjectName(u"syncFolderDialog"_s);
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setFileMode(QFileDialog::Directory);
-    dialog->setOption(QFileDialog::ShowDirsOnly);
-    dialog->setOption(QFileDialog::DontUseNativeDialog);
-    dialog->setLabelText(QFileDialog::Accept, u"Choose"_s);
-    connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& folder) {
-        if (m_model->chooseSyncFolder(folder))
-            return;
-        auto* box = new QMessageBox(QMessageBox::Warning, u"Sync Folder"_s,
-                                    u"\"%1\" cannot be used as the sync folder."_s.arg(folder),
-                                    QMessageBox::Ok, this);
-        box->setAttribute(Qt::WA_DeleteOnClose);
-        box->open();
-    });
-    dialog->open();
+    askForFolder(u"Select the folder your sync tool keeps in step"_s, u"syncFolderDialog"_s,
+                 u"Sync Folder"_s,
+                 [this](const QString& f) { return m_model->chooseSyncFolder(f); });
 }
 
 void BackupSyncSettingsView::chooseRestoreFile()

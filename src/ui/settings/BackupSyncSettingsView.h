@@ -2,6 +2,8 @@
 
 #include "ui/settings/SettingsForm.h"
 
+#include <functional>
+
 class BackupSyncSettingsModel;
 class QCheckBox;
 class QLabel;
@@ -26,6 +28,9 @@ private:
     void buildBackup();
     void sync();
     void chooseFolder();
+    // A folder dialog; `what` names the folder in the error when `choose` refuses it.
+    void askForFolder(const QString& title, const QString& objectName, const QString& what,
+                      std::function<bool(const QString&)> choose);
     void chooseSyncFolder();
     void chooseRestoreFile();
 
