@@ -22,6 +22,15 @@ def main(session):
     app = session.start_scrivlane()
     app.wait_for_log("watching the keyboard")
 
+    # A second start opens the running one's window and leaves; closing it keeps the app.
+    session.cli("--show")
+    app.wait_window("ScrivLane")
+    session.xdotool("windowactivate", "--sync", session.find_window("ScrivLane"))
+    session.key("alt+F4")
+    app.wait_window_gone("ScrivLane")
+    if app.process.poll() is not None:
+        raise Failure("closing the window ended ScrivLane")
+
     session.open_tray_menu(app)
     app.press(app.wait_for("menu item", "Open Snippets"))
     window = app.wait_window("ScrivLane")
