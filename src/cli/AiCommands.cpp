@@ -167,9 +167,15 @@ Outcome runModels(AIService& service)
         models.append(Cli::jsonString(model));
     const std::optional<bool> detected = service.ollamaDetected();
     const QString ollama = detected ? (*detected ? u"true"_s : u"false"_s) : u"null"_s;
-    return Cli::success(u"{\"model\":"_s + Cli::jsonString(service.model()) +
-                        u",\"availableModels\":["_s + models.join(u',') +
-                        u"],\"ollamaDetected\":"_s + ollama + u"}\n"_s);
+    const QString json = u"{\"model\":"_s + Cli::jsonString(service.model()) +
+                         u",\"availableModels\":["_s + models.join(u',') +
+                         u"],\"ollamaDetected\":"_s + ollama + u"}\n"_s;
+    // The list printed then is the fallback one; a script must still learn it is not current.
+    if (const auto& problem = service.modelsFailure())
+        return {1, json,
+                u"scrivlane: could not list the provider's models: "_s +
+                    failureDescription(*problem) + u"\n"_s};
+    return Cli::success(json);
 }
 
 Outcome runTest(AIService& service)
@@ -254,6 +260,8 @@ void Cli::appendAiCommands(std::vector<Command>& commands)
   ai models
       Asks the provider for its models and prints
       {"model":...,"availableModels":[...],"ollamaDetected":true|false|null}
+      When the provider cannot be reached it still prints that, says why on
+      standard error and exits with 1.
   ai test
       Sends the connection test prompt; prints "ok: REPLY", or "error: MESSAGE" to
       standard error with exit code 1.
