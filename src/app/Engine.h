@@ -22,6 +22,8 @@ public:
     Scheduler& scheduler();
 
 private:
+    void applySettings();
+
     struct Parts;
     std::unique_ptr<Parts> m_parts;
 };
