@@ -106,6 +106,16 @@ void PersistenceController::open()
         m_db->close();
         m_available = false;
         setSyncError(QStringLiteral("Could not open the library at %1: %2").arg(path, reason));
+        // A long-lived process tries again: the file may be repaired, replaced or freed.
+        if (m_options.watchForExternalChanges) {
+            if (!m_reopenTimer) {
+                m_reopenTimer = new QTimer(this);
+                m_reopenTimer->setSingleShot(true);
+                m_reopenTimer->setInterval(reopenIntervalMs);
+                connect(m_reopenTimer, &QTimer::timeout, this, &PersistenceController::open);
+            }
+            m_reopenTimer->start();
+        }
     };
     if (const std::optional<QString> error =
             AppPaths::makePrivateDir(QFileInfo(path).absolutePath()))
@@ -119,8 +129,13 @@ void PersistenceController::open()
         return fail(m_db->lastError());
     m_available = true;
     m_dataVersion = m_db->queryInt(QStringLiteral("PRAGMA data_version")).value_or(0);
-    if (m_options.watchForExternalChanges)
+    if (m_options.watchForExternalChanges && !m_watcher)
         watchFile();
+    if (m_reopenTimer) { // it failed before: whoever shows the library reads it again
+        setSyncError(QString());
+        Q_EMIT availableChanged();
+        Q_EMIT remoteStoreChanged();
+    }
 }
 
 bool PersistenceController::load()
@@ -159,7 +174,11 @@ void PersistenceController::watchFile()
     m_externalChangeTimer->setInterval(150);
     connect(m_externalChangeTimer, &QTimer::timeout, this,
             &PersistenceController::checkForExternalChanges);
-    const auto changed = [this] { m_externalChangeTimer->start(); };
+    // Not restarted by later writes: a steady stream of them must not postpone the look forever.
+    const auto changed = [this] {
+        if (!m_externalChangeTimer->isActive())
+            m_externalChangeTimer->start();
+    };
     connect(m_watcher, &QFileSystemWatcher::fileChanged, this, changed);
     connect(m_watcher, &QFileSystemWatcher::directoryChanged, this, changed);
     m_watcher->addPath(QFileInfo(m_options.databasePath).absolutePath());
@@ -187,8 +206,16 @@ void PersistenceController::refreshFromStore()
 {
     if (!m_available)
         return;
+    const std::size_t ownSnippets = m_deletedSnippets.size();
+    const std::size_t ownCategories = m_deletedCategories.size();
     if (load())
         Q_EMIT remoteStoreChanged();
+    // Records another process deleted are in no list now, and every holder has been told:
+    // free them instead of keeping them until this process saves.
+    m_deletedSnippets.erase(m_deletedSnippets.begin() + qsizetype(ownSnippets),
+                            m_deletedSnippets.end());
+    m_deletedCategories.erase(m_deletedCategories.begin() + qsizetype(ownCategories),
+                              m_deletedCategories.end());
 }
 
 void PersistenceController::mergeCategories(const std::vector<CategoryRow>& rows,
@@ -395,6 +422,7 @@ void PersistenceController::save()
     m_deletedSnippetPks.clear();
     m_deletedCategories.clear();
     m_deletedSnippets.clear();
+    m_countedCategories.clear();
     Q_EMIT didSave();
 }
 
@@ -432,6 +460,19 @@ bool PersistenceController::writeChanges(const Changes& changes,
     for (CategoryEntity* category : changes.categories) {
         const auto saved = m_savedCategories.constFind(category);
         const bool isNew = saved == m_savedCategories.cend();
+        // Another process may have added a category since this one counted them: a new one
+        // whose place is taken goes after every stored one.
+        if (isNew && m_countedCategories.contains(category)) {
+            const std::optional<std::int64_t> taken =
+                m_db->queryInt(QStringLiteral("SELECT COUNT(*) FROM category WHERE sort_order = %1")
+                                   .arg(category->sortOrder()));
+            const std::optional<std::int64_t> last =
+                m_db->queryInt(QStringLiteral("SELECT COALESCE(MAX(sort_order), 0) FROM category"));
+            if (!taken || !last)
+                return fail();
+            if (*taken > 0)
+                category->setSortOrder(qint32(std::min<std::int64_t>(*last + 1, INT32_MAX)));
+        }
         const CategoryRow row = CategoryRow::of(*category, isNew ? 0 : saved->pk);
         SqliteStatement& statement = isNew ? *insertCategory : *updateCategory;
         row.bindValues(statement);
@@ -550,6 +591,7 @@ CategoryEntity* PersistenceController::createCategory(const QString& name, const
     CategoryEntity* category = insertCategory(CategoryEntity::create(name, colorHex, 0, now()));
     // Counted after the insert, trashed and unsaved ones included: the first category gets 1.
     category->setSortOrder(qint32(std::min<std::size_t>(m_categories.size(), INT32_MAX)));
+    m_countedCategories.insert(category);
     save();
     return category;
 }

@@ -7,6 +7,7 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 #include <thread>
 
 using namespace Qt::StringLiterals;
@@ -111,6 +112,9 @@ private Q_SLOTS:
     void syncEvents();
     void enableSyncAndRelaunch();
     void externalChangesAreMerged();
+    void changesSeenDuringSteadyWrites();
+    void unusableFileReadOnceRepaired_data() { unusableFilesAreLeftAlone_data(); }
+    void unusableFileReadOnceRepaired();
 };
 
 void TestPersistenceController::everyAttributeSurvivesReopen()
@@ -358,6 +362,8 @@ void TestPersistenceController::unusableFilesAreLeftAlone_data()
     QTest::newRow("newer version")
         << QByteArray("CREATE TABLE keep(x); PRAGMA user_version = 99;") << u"newer version"_s;
     QTest::newRow("not a database") << QByteArray() << u"not a database"_s;
+    QTest::newRow("negative version")
+        << QByteArray("CREATE TABLE keep(x); PRAGMA user_version = -1;") << u"format number -1"_s;
 }
 
 void TestPersistenceController::unusableFilesAreLeftAlone()
@@ -631,6 +637,8 @@ void TestPersistenceController::externalChangesAreMerged()
     auto app = open(/*watch=*/true);
     SnippetEntity* edited = addSnippet(*app, u"edited"_s);
     SnippetEntity* removed = addSnippet(*app, u"removed"_s);
+    removed->setExpandedText(QString(100'000, u'r'));
+    const QString removedText = *removed->expandedText(); // shared until the record is freed
     app->save();
     edited->setTitle(u"local title"_s); // unsaved here while another process writes
 
@@ -646,6 +654,7 @@ void TestPersistenceController::externalChangesAreMerged()
     QSignalSpy changed(app.get(), &PersistenceController::remoteStoreChanged);
     QVERIFY(changed.wait(5000));
     QVERIFY(!app->contains(removed));
+    QVERIFY2(removedText.isDetached(), "a record deleted elsewhere is freed at once");
     QCOMPARE(app->fetchAllSnippets().size(), 2);
     QCOMPARE(edited->title(), std::optional(u"local title"_s));       // ours wins
     QCOMPARE(edited->expandedText(), std::optional(u"their text"_s)); // theirs merged
@@ -654,6 +663,72 @@ void TestPersistenceController::externalChangesAreMerged()
     SnippetEntity* stored = reopened->snippetWithId(*edited->id());
     QCOMPARE(stored->title(), std::optional(u"local title"_s));
     QCOMPARE(stored->expandedText(), std::optional(u"their text"_s));
+}
+
+// Another process writing every 50 ms, without a pause, still gets its changes seen.
+void TestPersistenceController::changesSeenDuringSteadyWrites()
+{
+    auto app = open(/*watch=*/true);
+    addSnippet(*app, u"first"_s);
+    app->save();
+    auto other = open();
+    SnippetEntity* theirs = other->fetchAllSnippets().at(0);
+    int writes = 0;
+    QTimer writer;
+    writer.setInterval(50);
+    connect(&writer, &QTimer::timeout, this, [&] {
+        theirs->setTitle(QString::number(++writes));
+        other->save();
+    });
+    QSignalSpy changed(app.get(), &PersistenceController::remoteStoreChanged);
+    writer.start();
+    const bool seen = changed.wait(1000);
+    writer.stop();
+    QVERIFY2(seen, "nothing merged within a second of steady writes");
+    QVERIFY(app->fetchAllSnippets().at(0)->title().has_value());
+}
+
+// The running app finds its library again once the file is readable, without a restart.
+void TestPersistenceController::unusableFileReadOnceRepaired()
+{
+    QFETCH(QByteArray, setupSql);
+    QFETCH(QString, reason);
+    const QString good = m_dir.filePath(u"good.sqlite"_s);
+    QFile::remove(good);
+    {
+        PersistenceController::Options options;
+        options.databasePath = good;
+        options.watchForExternalChanges = false;
+        PersistenceController other(std::move(options));
+        addSnippet(other, u"kept"_s);
+        other.save();
+    }
+    if (setupSql.isEmpty()) {
+        QFile file(path());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray(4096, 'x'));
+    } else {
+        SqliteDatabase db;
+        QVERIFY(db.open(path(), true));
+        QVERIFY(db.exec(QString::fromLatin1(setupSql)));
+    }
+    auto app = open(/*watch=*/true);
+    QVERIFY(!app->isAvailable());
+    QVERIFY2(app->syncError().contains(reason), qPrintable(app->syncError()));
+    QSignalSpy available(app.get(), &PersistenceController::availableChanged);
+    QSignalSpy changed(app.get(), &PersistenceController::remoteStoreChanged);
+
+    QVERIFY(QFile::remove(path()));
+    QVERIFY(QFile::copy(good, path()));
+    QVERIFY(available.wait(PersistenceController::reopenIntervalMs + 3000));
+    QVERIFY(app->isAvailable());
+    QCOMPARE(app->syncError(), QString());
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(app->fetchAllSnippets().size(), 1);
+    addSnippet(*app, u"after"_s);
+    app->save();
+    QCOMPARE(app->syncError(), QString());
+    QCOMPARE(open()->fetchAllSnippets().size(), 2);
 }
 
 QTEST_GUILESS_MAIN(TestPersistenceController)
