@@ -6,6 +6,7 @@
 
 #include <QApplication>
 #include <QCoreApplication>
+#include <QLoggingCategory>
 #include <QTimer>
 #include <cstdio>
 #include <cstring>
@@ -55,6 +56,9 @@ int main(int argc, char* argv[])
     if (hasSubcommand(argc, argv)) {
         // Commands need no display.
         QCoreApplication app(argc, argv);
+        // A command reports in its own one-line errors; the services' notes (where API keys
+        // are kept, a file that was skipped) belong in the tray app's log.
+        QLoggingCategory::setFilterRules(u"scrivlane.*.info=false\nscrivlane.*.warning=false"_s);
         AppServices services;
         const std::optional<CommandLine::Outcome> outcome =
             CommandLine::run(app.arguments(), services);
