@@ -55,6 +55,8 @@ private Q_SLOTS:
     void userContentComesBack();
     void restoreWaitsForTheRead();
     void textIsReadableFromAnyThread();
+    void quittingMidExpansionGivesItBack_data();
+    void quittingMidExpansionGivesItBack();
 };
 
 void TestQtClipboard::userContentComesBack_data()
@@ -150,6 +152,30 @@ void TestQtClipboard::textIsReadableFromAnyThread()
     std::optional<QString> fromThread;
     std::thread([&] { fromThread = clipboard.plainText(); }).join();
     QCOMPARE(fromThread, std::optional(u"seen"_s));
+}
+
+void TestQtClipboard::quittingMidExpansionGivesItBack_data()
+{
+    QTest::addColumn<bool>("restoreStarted"); // waiting for the application's read
+    QTest::newRow("before the restore") << false;
+    QTest::newRow("while the restore waits") << true;
+}
+
+// The app quits (a signal, the tray's Quit) with the expansion on the clipboard.
+void TestQtClipboard::quittingMidExpansionGivesItBack()
+{
+    QFETCH(bool, restoreStarted);
+    QVERIFY(xclip({u"-i"_s}, "the user's"));
+    {
+        QtClipboard clipboard;
+        SavedClipboard saved;
+        QTRY_VERIFY((saved = clipboard.save(PasteSelections::clipboardAndPrimary))
+                        .clipboard.contains(ClipboardEntry{u"text/plain"_s, "the user's"}));
+        clipboard.write({{u"text/plain"_s, "expansion"}}, PasteSelections::clipboardAndPrimary);
+        if (restoreStarted)
+            clipboard.restore(saved, [] {});
+    }
+    QCOMPARE(xclip({u"-o"_s}), std::optional(QByteArray("the user's")));
 }
 
 int main(int argc, char** argv)

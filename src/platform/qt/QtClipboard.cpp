@@ -80,7 +80,14 @@ QtClipboard::QtClipboard(QObject* parent) : QObject(parent)
     refreshText();
 }
 
-QtClipboard::~QtClipboard() = default;
+QtClipboard::~QtClipboard()
+{
+    if (!m_unrestored)
+        return;
+    putBack(QClipboard::Clipboard, m_unrestored->clipboard);
+    if (m_unrestored->primary)
+        putBack(QClipboard::Selection, *m_unrestored->primary);
+}
 
 void QtClipboard::refreshText()
 {
@@ -107,6 +114,7 @@ SavedClipboard QtClipboard::save(PasteSelections selections)
     saved.clipboard = readSelection(QClipboard::Clipboard);
     if (selections == PasteSelections::clipboardAndPrimary)
         saved.primary = readSelection(QClipboard::Selection);
+    m_unrestored = saved;
     return saved;
 }
 
@@ -143,6 +151,7 @@ void QtClipboard::restoreWhenRead(const SavedClipboard& saved, std::function<voi
         return;
     }
     m_expansionRead.reset();
+    m_unrestored.reset();
     putBack(QClipboard::Clipboard, saved.clipboard);
     if (saved.primary)
         putBack(QClipboard::Selection, *saved.primary);
