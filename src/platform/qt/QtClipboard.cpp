@@ -7,6 +7,8 @@
 
 namespace {
 
+const QString passwordManagerHint = QStringLiteral("x-kde-passwordManagerHint");
+
 // Targets of the X selection protocol itself, not contents.
 bool isProtocolTarget(const QString& format)
 {
@@ -96,7 +98,10 @@ void QtClipboard::refreshText()
     if (dynamic_cast<const WatchedMimeData*>(data))
         return;
     std::optional<QString> text;
-    if (data && data->hasText())
+    // Password managers mark what they copy; a password is not kept here between expansions
+    // (the saved copy lives only while an expansion runs, then goes back with its mark).
+    const bool secret = data && data->data(passwordManagerHint) == "secret";
+    if (data && data->hasText() && !secret)
         text = data->text();
     std::lock_guard lock(m_lock);
     m_text = std::move(text);
