@@ -1,6 +1,7 @@
 #include "app/AppServices.h"
 #include "app/Appearance.h"
 #include "app/Application.h"
+#include "app/ClipboardKeeper.h"
 #include "app/Supervisor.h"
 #include "cli/CommandLine.h"
 
@@ -53,6 +54,8 @@ std::optional<QString> displayProblem()
 
 int main(int argc, char* argv[])
 {
+    if (argc == 3 && std::strcmp(argv[1], ClipboardKeeper::option) == 0)
+        return ClipboardKeeper::run(argc, argv);
     if (hasSubcommand(argc, argv)) {
         // Commands need no display.
         QCoreApplication app(argc, argv);
@@ -86,10 +89,15 @@ int main(int argc, char* argv[])
     QApplication::setQuitOnLastWindowClosed(false);
     supervisor.quitOnTerminationSignals();
     AppServices services;
-    Application scrivlane(services, argc == 2 && isAppOption(argv[1]));
-    // The event loop runs once the engine is wired; a second ScrivLane returns before it.
-    QTimer::singleShot(0, &app, [&supervisor] { supervisor.reportUp(); });
-    const int status = scrivlane.run();
+    int status = 0;
+    {
+        Application scrivlane(services, argc == 2 && isAppOption(argv[1]));
+        // The event loop runs once the engine is wired; a second ScrivLane returns before it.
+        QTimer::singleShot(0, &app, [&supervisor] { supervisor.reportUp(); });
+        status = scrivlane.run();
+    }
+    // The engine is gone and the user's clipboard is back in place: keep it available.
+    ClipboardKeeper::handOverIfOwned();
     supervisor.reportDone();
     return status;
 }

@@ -167,6 +167,7 @@ private Q_SLOTS:
     void secondInstanceDoesNotStart_data();
     void secondInstanceDoesNotStart();
     void settingsChangedOutsideTakeEffectAtOnce();
+    void clipboardOutlivesTheApp(); // last: it ends the app
 };
 
 void TestExpansionEndToEnd::plainSnippetWithCursor()
@@ -391,6 +392,30 @@ void TestExpansionEndToEnd::settingsChangedOutsideTakeEffectAtOnce()
     QCOMPARE(m_ai.requests().size(), 1);
     QVERIFY(m_ai.requests().at(0).body.contains("model-set-outside"));
     QTest::qWait(700);
+}
+
+// After an expansion the app serves the user's clipboard; quitting must not empty it, with no
+// clipboard manager running to take it over.
+void TestExpansionEndToEnd::clipboardOutlivesTheApp()
+{
+    QVERIFY(xclipIn(u"clipboard"_s, u"UTF8_STRING"_s, "kept after quitting"));
+    QTest::qWait(300);
+    QVERIFY(type(u";cb"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(received(), u"[kept after quitting]"_s, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(xclipOut(u"clipboard"_s, u"UTF8_STRING"_s),
+                              QByteArray("kept after quitting"), 5000);
+    m_app.terminate();
+    QVERIFY(m_app.waitForFinished(10000));
+    QTRY_COMPARE_WITH_TIMEOUT(xclipOut(u"clipboard"_s, u"UTF8_STRING"_s),
+                              QByteArray("kept after quitting"), 5000);
+    // The keeper leaves once another application owns the clipboard.
+    QVERIFY(xclipIn(u"clipboard"_s, u"UTF8_STRING"_s, "someone else's"));
+    QTRY_COMPARE_WITH_TIMEOUT(xclipOut(u"clipboard"_s, u"UTF8_STRING"_s),
+                              QByteArray("someone else's"), 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        EndToEnd::output(u"pgrep"_s, {u"-f"_s, u"--"_s, u"--keep-clipboard "_s + m_runtime.path()})
+            .isEmpty(),
+        5000);
 }
 
 QTEST_GUILESS_MAIN(TestExpansionEndToEnd)
