@@ -120,13 +120,21 @@ void PersistenceController::open()
     if (const std::optional<QString> error =
             AppPaths::makePrivateDir(QFileInfo(path).absolutePath()))
         return fail(*error);
-    if (!m_db->open(path, true))
-        return fail(m_db->lastError());
-    m_db->setBusyTimeout(m_options.busyTimeoutMs);
-    if (const std::optional<QString> error = StoreSchema::prepare(*m_db))
+    // Writing may be impossible (a read-only file or folder, a full disk): the user can still
+    // list and export, through a connection that only reads the file as it stands.
+    const auto openReadOnly = [&] {
+        return QFileInfo::exists(path) && m_db->openImmutable(path) &&
+               !StoreSchema::prepare(*m_db) && load();
+    };
+    bool opened = m_db->open(path, true);
+    if (opened)
+        m_db->setBusyTimeout(m_options.busyTimeoutMs);
+    std::optional<QString> error = opened ? StoreSchema::prepare(*m_db) : m_db->lastError();
+    if (!error && !load())
+        error = m_db->lastError();
+    m_readOnly = error || m_db->isReadOnly();
+    if (error && !openReadOnly())
         return fail(*error);
-    if (!load())
-        return fail(m_db->lastError());
     m_available = true;
     m_dataVersion = m_db->queryInt(QStringLiteral("PRAGMA data_version")).value_or(0);
     if (m_options.watchForExternalChanges && !m_watcher)
@@ -398,6 +406,12 @@ void PersistenceController::save()
     if (!m_available) {
         setSyncError(m_syncError.isEmpty() ? QStringLiteral("The library is not available")
                                            : m_syncError);
+        return;
+    }
+    if (m_readOnly) {
+        setSyncError(QStringLiteral("The library at %1 cannot be written; changes are kept "
+                                    "until it can")
+                         .arg(m_options.databasePath));
         return;
     }
     QHash<const CategoryEntity*, std::int64_t> newCategoryPks;

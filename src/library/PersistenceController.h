@@ -56,6 +56,8 @@ public:
     // without a store, syncError says why, and nothing is ever written to the file. A process
     // that watches the file tries again every few seconds; availableChanged says when it worked.
     bool isAvailable() const { return m_available; }
+    // Available, but only for reading: saves keep their changes pending with syncError set.
+    bool isReadOnly() const { return m_readOnly; }
     static constexpr int reopenIntervalMs = 2000;
     bool isSyncEnabled() const { return m_syncEnabled; }
 
@@ -178,4 +180,5 @@ private:
     QFileSystemWatcher* m_watcher = nullptr;
     QTimer* m_externalChangeTimer = nullptr;
     QTimer* m_reopenTimer = nullptr;
+    bool m_readOnly = false; // only reading: nothing can be written to the file now
 };

@@ -53,6 +53,12 @@ std::optional<QString> prepare(SqliteDatabase& db)
             .arg(*version)
             .arg(currentVersion);
     }
+    // A library nobody can write is read as it stands, when this version reads it unchanged.
+    if (db.isReadOnly()) {
+        if (*version != currentVersion)
+            return QStringLiteral("the library is read-only and in an older format");
+        return std::nullopt;
+    }
     if (!db.exec(QStringLiteral("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;")))
         return db.lastError();
 

@@ -3,12 +3,14 @@
 #include "library/SnippetEntity.h"
 #include "platform/sqlite/SqliteDatabase.h"
 
+#include <QProcess>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 #include <thread>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -115,6 +117,8 @@ private Q_SLOTS:
     void changesSeenDuringSteadyWrites();
     void unusableFileReadOnceRepaired_data() { unusableFilesAreLeftAlone_data(); }
     void unusableFileReadOnceRepaired();
+    void unwritableLibraryStillLists_data();
+    void unwritableLibraryStillLists();
 };
 
 void TestPersistenceController::everyAttributeSurvivesReopen()
@@ -729,6 +733,62 @@ void TestPersistenceController::unusableFileReadOnceRepaired()
     app->save();
     QCOMPARE(app->syncError(), QString());
     QCOMPARE(open()->fetchAllSnippets().size(), 2);
+}
+
+void TestPersistenceController::unwritableLibraryStillLists_data()
+{
+    QTest::addColumn<bool>("folder"); // else the file itself
+    QTest::newRow("read-only file") << false;
+    QTest::newRow("read-only folder") << true;
+}
+
+// Listing and exporting need no writing. Root ignores modes, so it makes the file or folder
+// immutable instead.
+void TestPersistenceController::unwritableLibraryStillLists()
+{
+    QFETCH(bool, folder);
+    QTemporaryDir dir;
+    const QString file = dir.filePath(u"ScrivLane.sqlite"_s);
+    const auto openAt = [&] {
+        PersistenceController::Options options;
+        options.databasePath = file;
+        options.watchForExternalChanges = false;
+        return std::make_unique<PersistenceController>(std::move(options));
+    };
+    {
+        auto store = openAt();
+        addSnippet(*store, u"kept"_s);
+        store->save();
+    }
+    const QString target = folder ? dir.path() : file;
+    const auto protect = [&](bool on) {
+        if (::geteuid() == 0)
+            return QProcess::execute(u"chattr"_s, {on ? u"+i"_s : u"-i"_s, target}) == 0;
+        return QFile::setPermissions(target,
+                                     on ? QFile::ReadOwner | QFile::ExeOwner
+                                        : QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    };
+    if (!protect(true))
+        QSKIP("cannot make the library unwritable here");
+    const QByteArray before = [&] {
+        QFile f(file);
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    }();
+    auto store = openAt();
+    const bool available = store->isAvailable(), readOnly = store->isReadOnly();
+    const qsizetype count = store->fetchAllSnippets().size();
+    addSnippet(*store, u"new"_s);
+    store->save();
+    const QString error = store->syncError();
+    store.reset();
+    QFile f(file);
+    const QByteArray after = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    QVERIFY(protect(false));
+    QVERIFY2(available, qPrintable(error));
+    QVERIFY(readOnly);
+    QCOMPARE(count, 1);
+    QVERIFY2(error.contains(u"cannot be written"_s), qPrintable(error));
+    QCOMPARE(after, before);
 }
 
 QTEST_GUILESS_MAIN(TestPersistenceController)
