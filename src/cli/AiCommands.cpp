@@ -106,9 +106,15 @@ std::variant<QString, QString> readKey(AIProvider provider)
     return std::variant<QString, QString>(std::in_place_index<0>, key);
 }
 
+// A provider's message may run over several lines; an error stays on one.
+QString oneLine(const QString& text)
+{
+    return text.simplified();
+}
+
 Outcome failure(const QString& message)
 {
-    return {1, QString(), message + u"\n"_s};
+    return {1, QString(), oneLine(message) + u"\n"_s};
 }
 
 Outcome storeKey(AIService& service, const QString& key, const QString& done)
@@ -152,7 +158,7 @@ Outcome runComplete(AIService& service, const QString& prompt)
     });
     if (const auto* text = std::get_if<QString>(&*reply))
         return Cli::success(*text + u"\n"_s);
-    return failure(failureDescription(std::get<AIFailure>(*reply)));
+    return failure(u"scrivlane: "_s + failureDescription(std::get<AIFailure>(*reply)));
 }
 
 Outcome runModels(AIService& service)
@@ -173,8 +179,9 @@ Outcome runModels(AIService& service)
     // The list printed then is the fallback one; a script must still learn it is not current.
     if (const auto& problem = service.modelsFailure())
         return {1, json,
-                u"scrivlane: could not list the provider's models: "_s +
-                    failureDescription(*problem) + u"\n"_s};
+                oneLine(u"scrivlane: could not list the provider's models: "_s +
+                        failureDescription(*problem)) +
+                    u"\n"_s};
     return Cli::success(json);
 }
 

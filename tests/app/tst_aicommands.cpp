@@ -192,7 +192,7 @@ void TestAiCommands::keyCompleteAndClear()
     const Run noKey = scrivlane({u"ai"_s, u"complete"_s, u"x"_s});
     QCOMPARE(noKey.exitCode, 1);
     QCOMPARE(noKey.out, QString());
-    QCOMPARE(noKey.lastErrLine(), u"API key not set"_s);
+    QCOMPARE(noKey.lastErrLine(), u"scrivlane: API key not set"_s);
     QCOMPARE(m_server.requests().size(), 1);
 }
 
@@ -202,9 +202,12 @@ void TestAiCommands::completeFailures_data()
     QTest::addColumn<QString>("error");
 
     QTest::newRow("api error") << CannedReply{401, R"({"error":{"message":"Invalid key"}})"}
-                               << u"API error 401: Invalid key"_s;
+                               << u"scrivlane: API error 401: Invalid key"_s;
     QTest::newRow("empty") << CannedReply{200, R"({"choices":[]})"}
-                           << u"Empty response from model"_s;
+                           << u"scrivlane: Empty response from model"_s;
+    QTest::newRow("message over several lines")
+        << CannedReply{500, "{\"error\":{\"message\":\"upstream\\nfailed\\n\\ttry later\"}}"}
+        << u"scrivlane: API error 500: upstream failed try later"_s;
 }
 
 void TestAiCommands::completeFailures()
@@ -219,7 +222,7 @@ void TestAiCommands::completeFailures()
     const Run r = scrivlane({u"ai"_s, u"complete"_s, u"x"_s});
     QCOMPARE(r.exitCode, 1);
     QCOMPARE(r.out, QString());
-    QCOMPARE(r.lastErrLine(), error);
+    QCOMPARE(r.err, error + u"\n"_s);
 }
 
 void TestAiCommands::enterpriseWireFormat()
