@@ -102,20 +102,25 @@ QDateTime PersistenceController::now() const
 void PersistenceController::open()
 {
     const QString path = m_options.databasePath;
+    const bool wasAvailable = m_available, wasReadOnly = m_readOnly;
+    // A long-lived process tries again: the file may be repaired, replaced, freed or made
+    // writable.
+    const auto tryAgainLater = [this] {
+        if (!m_options.watchForExternalChanges)
+            return;
+        if (!m_reopenTimer) {
+            m_reopenTimer = new QTimer(this);
+            m_reopenTimer->setSingleShot(true);
+            m_reopenTimer->setInterval(reopenIntervalMs);
+            connect(m_reopenTimer, &QTimer::timeout, this, &PersistenceController::open);
+        }
+        m_reopenTimer->start();
+    };
     const auto fail = [&](const QString& reason) {
         m_db->close();
         m_available = false;
         setSyncError(QStringLiteral("Could not open the library at %1: %2").arg(path, reason));
-        // A long-lived process tries again: the file may be repaired, replaced or freed.
-        if (m_options.watchForExternalChanges) {
-            if (!m_reopenTimer) {
-                m_reopenTimer = new QTimer(this);
-                m_reopenTimer->setSingleShot(true);
-                m_reopenTimer->setInterval(reopenIntervalMs);
-                connect(m_reopenTimer, &QTimer::timeout, this, &PersistenceController::open);
-            }
-            m_reopenTimer->start();
-        }
+        tryAgainLater();
     };
     if (const std::optional<QString> error =
             AppPaths::makePrivateDir(QFileInfo(path).absolutePath()))
@@ -139,10 +144,15 @@ void PersistenceController::open()
     m_dataVersion = m_db->queryInt(QStringLiteral("PRAGMA data_version")).value_or(0);
     if (m_options.watchForExternalChanges && !m_watcher)
         watchFile();
-    if (m_reopenTimer) { // it failed before: whoever shows the library reads it again
+    if (m_readOnly)
+        tryAgainLater();
+    if (m_reopenTimer && (!wasAvailable || (wasReadOnly && !m_readOnly))) {
+        // Whoever shows the library reads it again; what waited for writing is written now.
         setSyncError(QString());
         Q_EMIT availableChanged();
         Q_EMIT remoteStoreChanged();
+        if (!m_readOnly)
+            save();
     }
 }
 

@@ -119,6 +119,7 @@ private Q_SLOTS:
     void unusableFileReadOnceRepaired();
     void unwritableLibraryStillLists_data();
     void unwritableLibraryStillLists();
+    void libraryWrittenOnceWritableAgain();
 };
 
 void TestPersistenceController::everyAttributeSurvivesReopen()
@@ -789,6 +790,48 @@ void TestPersistenceController::unwritableLibraryStillLists()
     QCOMPARE(count, 1);
     QVERIFY2(error.contains(u"cannot be written"_s), qPrintable(error));
     QCOMPARE(after, before);
+}
+
+// The running app notices when the folder can be written again, and writes what waited.
+void TestPersistenceController::libraryWrittenOnceWritableAgain()
+{
+    QTemporaryDir dir;
+    const QString file = dir.filePath(u"ScrivLane.sqlite"_s);
+    const auto openAt = [&](bool watch) {
+        PersistenceController::Options options;
+        options.databasePath = file;
+        options.watchForExternalChanges = watch;
+        return std::make_unique<PersistenceController>(std::move(options));
+    };
+    {
+        auto store = openAt(false);
+        addSnippet(*store, u"kept"_s);
+        store->save();
+    }
+    const auto protect = [&](bool on) {
+        if (::geteuid() == 0)
+            return QProcess::execute(u"chattr"_s, {on ? u"+i"_s : u"-i"_s, dir.path()}) == 0;
+        return QFile::setPermissions(dir.path(),
+                                     on ? QFile::ReadOwner | QFile::ExeOwner
+                                        : QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    };
+    if (!protect(true))
+        QSKIP("cannot make the library unwritable here");
+    auto store = openAt(true);
+    const bool readOnly = store->isReadOnly();
+    addSnippet(*store, u"waited"_s);
+    store->save();
+    const bool pending = store->hasChanges();
+    QVERIFY(protect(false));
+    QVERIFY(readOnly);
+    QVERIFY(pending);
+    QSignalSpy available(store.get(), &PersistenceController::availableChanged);
+    QVERIFY(available.wait(PersistenceController::reopenIntervalMs + 3000));
+    QVERIFY(!store->isReadOnly());
+    QVERIFY(!store->hasChanges());
+    QCOMPARE(store->syncError(), QString());
+    store.reset();
+    QCOMPARE(openAt(false)->fetchAllSnippets().size(), 2);
 }
 
 QTEST_GUILESS_MAIN(TestPersistenceController)
