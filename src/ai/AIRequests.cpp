@@ -8,6 +8,7 @@
 #include <QJsonObject>
 #include <QLocale>
 #include <QStringDecoder>
+#include <QUrlQuery>
 #include <algorithm>
 #include <cmath>
 
@@ -211,13 +212,16 @@ AIResult<HttpRequest> openAIStyleRequest(const AIRequestSettings& s, const QStri
     addHeader(request, "Content-Type", "application/json");
     if (!apiKey.isEmpty())
         addHeader(request, "Authorization", "Bearer " + apiKey.toUtf8());
-    const QByteArray temperature =
-        QByteArray::number(s.temperature, 'g', QLocale::FloatingPointShortest);
+    const QByteArray tokens = QByteArray::number(s.maxTokens);
+    const QByteArray limits =
+        AIRequests::isReasoningModel(s.provider, s.model)
+            ? QByteArray(",\"max_completion_tokens\":" + tokens)
+            : QByteArray(",\"temperature\":" +
+                         QByteArray::number(s.temperature, 'g', QLocale::FloatingPointShortest) +
+                         ",\"max_tokens\":" + tokens);
     request.body = "{\"model\":" + jsonString(s.model) +
                    ",\"messages\":[{\"role\":\"system\",\"content\":" + jsonString(s.systemPrompt) +
-                   "},{\"role\":\"user\",\"content\":" + jsonString(prompt) +
-                   "}],\"temperature\":" + temperature +
-                   ",\"max_tokens\":" + QByteArray::number(s.maxTokens) + "}";
+                   "},{\"role\":\"user\",\"content\":" + jsonString(prompt) + "}]" + limits + "}";
     return request;
 }
 
@@ -286,9 +290,29 @@ AIResult<QString> completionText(AIProvider provider, const QByteArray& body)
                                  TextRules::firstCharacters(shown, unexpectedFormatExcerpt));
 }
 
+bool isReasoningModel(AIProvider provider, const QString& model)
+{
+    return provider == AIProvider::openAI && model.size() >= 2 && model.at(0).toLower() == u'o' &&
+           model.at(1).isDigit();
+}
+
+std::optional<QString> nextModelPage(AIProvider provider, const HttpResponse& response)
+{
+    if (provider != AIProvider::anthropic || response.outcome != HttpResponse::Outcome::reply ||
+        response.status != 200)
+        return std::nullopt;
+    const auto object = replyObject(response.body);
+    const auto* reply = std::get_if<QJsonObject>(&object);
+    if (!reply || !reply->value(u"has_more"_s).toBool())
+        return std::nullopt;
+    const QString last = reply->value(u"last_id"_s).toString();
+    return last.isEmpty() ? std::nullopt : std::optional<QString>(last);
+}
+
 AIResult<HttpRequest> modelListRequest(const AIRequestSettings& s, const QString& apiKey,
                                        std::chrono::milliseconds limit,
-                                       std::chrono::milliseconds ollamaLimit)
+                                       std::chrono::milliseconds ollamaLimit,
+                                       const QString& afterId)
 {
     if (s.provider == AIProvider::ollama) {
         const auto url =
@@ -299,9 +323,14 @@ AIResult<HttpRequest> modelListRequest(const AIRequestSettings& s, const QString
     }
     if (s.provider == AIProvider::anthropic) {
         const QString base = s.isAnthropicEnterprise ? s.baseURL : s.anthropicPublicBaseURL;
-        const auto url = parsedUrl(base + u"/models"_s);
+        auto url = parsedUrl(base + u"/models"_s);
         if (!url)
             return AIError::networkError(u"invalid URL"_s);
+        if (!afterId.isEmpty()) {
+            QUrlQuery query(*url);
+            query.addQueryItem(u"after_id"_s, afterId);
+            url->setQuery(query);
+        }
         HttpRequest request{"GET", *url, {}, {}, limit};
         applyAnthropicAuth(request, s, apiKey);
         return request;

@@ -46,9 +46,17 @@ AIResult<QByteArray> performRequestResult(const HttpResponse& response);
 // The reply text of a completion, by provider kind.
 AIResult<QString> completionText(AIProvider provider, const QByteArray& body);
 
+// OpenAI's reasoning models (o1, o3, o4-mini...) refuse "max_tokens" and "temperature".
+bool isReasoningModel(AIProvider provider, const QString& model);
+
+// `afterId`: the page after that model (Anthropic's list is paged).
 AIResult<HttpRequest> modelListRequest(const AIRequestSettings& settings, const QString& apiKey,
                                        std::chrono::milliseconds limit,
-                                       std::chrono::milliseconds ollamaLimit);
+                                       std::chrono::milliseconds ollamaLimit,
+                                       const QString& afterId = {});
+
+// The id to ask the next page after, when an Anthropic model-list reply says there is more.
+std::optional<QString> nextModelPage(AIProvider provider, const HttpResponse& response);
 
 // The model ids of a model-list reply: filtered and sorted as the provider needs.
 AIResult<QStringList> modelList(AIProvider provider, const HttpResponse& response);

@@ -82,6 +82,53 @@ void AIService::load()
     m_availableModels = defaultModels(m_provider);
 }
 
+void AIService::reloadSettings()
+{
+    const AIProvider provider = m_provider;
+    const QString model = m_model, baseURL = m_customBaseURL,
+                  enterpriseURL = m_anthropicEnterpriseBaseURL, header = m_customHeader,
+                  endpoint = m_customEndpoint, prompt = m_globalSystemPrompt;
+    const AnthropicEnterpriseAuthType authType = m_authType;
+    const AnthropicEnterpriseEndpointStyle style = m_endpointStyle;
+    const double temperature = m_temperature;
+    const qint64 maxTokens = m_maxTokens, port = m_ollamaPort;
+    const bool enabled = m_isEnabled;
+    const QStringList models = m_availableModels;
+    load();
+    const bool providerDiffers = provider != m_provider;
+    if (!providerDiffers)
+        m_availableModels = models; // keep a list fetched from the provider
+    const auto differs = [this](bool changed, void (AIService::*signal)()) {
+        if (changed)
+            Q_EMIT(this->*signal)();
+        return changed;
+    };
+    bool endpointDiffers = providerDiffers;
+    differs(model != m_model, &AIService::modelChanged);
+    endpointDiffers |= differs(baseURL != m_customBaseURL, &AIService::customBaseURLChanged);
+    endpointDiffers |= differs(enterpriseURL != m_anthropicEnterpriseBaseURL,
+                               &AIService::anthropicEnterpriseBaseURLChanged);
+    differs(authType != m_authType, &AIService::anthropicEnterpriseAuthTypeChanged);
+    differs(header != m_customHeader, &AIService::anthropicEnterpriseCustomHeaderChanged);
+    differs(style != m_endpointStyle, &AIService::anthropicEnterpriseEndpointStyleChanged);
+    differs(endpoint != m_customEndpoint, &AIService::anthropicEnterpriseCustomEndpointChanged);
+    differs(prompt != m_globalSystemPrompt, &AIService::globalSystemPromptChanged);
+    differs(temperature != m_temperature, &AIService::temperatureChanged);
+    differs(maxTokens != m_maxTokens, &AIService::maxTokensChanged);
+    differs(enabled != m_isEnabled, &AIService::isEnabledChanged);
+    endpointDiffers |= differs(port != m_ollamaPort, &AIService::ollamaPortChanged);
+    differs(models != m_availableModels, &AIService::availableModelsChanged);
+    if (providerDiffers) {
+        setOllamaDetected(std::nullopt);
+        setConnectionStatus({});
+        Q_EMIT providerChanged();
+        Q_EMIT apiKeyChanged();
+        loadApiKey({});
+    }
+    if (endpointDiffers)
+        Q_EMIT endpointChanged();
+}
+
 bool AIService::store(const QString& key, const QVariant& value)
 {
     return Preferences::write(*m_deps.settings, key, value);
@@ -353,23 +400,51 @@ void AIService::refreshModels()
         if (m_isFetchingModels)
             return; // the refresh under way reports for both
         setIsFetchingModels(true);
-        const AIResult<HttpRequest> request = AIRequests::modelListRequest(
-            settings, key, m_deps.limits.modelList, m_deps.limits.ollamaTags);
-        if (const auto* failure = std::get_if<AIFailure>(&request)) {
-            finishRefresh(settings, *failure);
-            return;
-        }
-        m_deps.http->send(
-            std::get<HttpRequest>(request), this, [this, settings](const HttpResponse& response) {
-                finishRefresh(settings, AIRequests::modelList(settings.provider, response));
-            });
+        fetchModelPage(settings, key, {}, {});
     });
+}
+
+// Anthropic's list comes in pages: each names the last model it holds and whether more follow.
+void AIService::fetchModelPage(const AIRequestSettings& settings, const QString& key,
+                               const QString& afterId, const QStringList& earlier)
+{
+    const AIResult<HttpRequest> request = AIRequests::modelListRequest(
+        settings, key, m_deps.limits.modelList, m_deps.limits.ollamaTags, afterId);
+    if (const auto* failure = std::get_if<AIFailure>(&request)) {
+        finishRefresh(settings, *failure);
+        return;
+    }
+    m_deps.http->send(std::get<HttpRequest>(request), this,
+                      [this, settings, key, earlier](const HttpResponse& response) {
+                          AIResult<QStringList> page =
+                              AIRequests::modelList(settings.provider, response);
+                          auto* ids = std::get_if<QStringList>(&page);
+                          if (!ids) {
+                              finishRefresh(settings, page);
+                              return;
+                          }
+                          QStringList all = earlier;
+                          for (const QString& id : std::as_const(*ids))
+                              if (!all.contains(id))
+                                  all.append(id);
+                          const std::optional<QString> next =
+                              AIRequests::nextModelPage(settings.provider, response);
+                          // A page that adds nothing new would repeat forever.
+                          if (next && all.size() > earlier.size() && !earlier.contains(*next)) {
+                              fetchModelPage(settings, key, *next, all);
+                              return;
+                          }
+                          if (!earlier.isEmpty()) // pages are sorted each on their own
+                              AIRequests::sortModelIds(all);
+                          finishRefresh(settings, all);
+                      });
 }
 
 void AIService::finishRefresh(const AIRequestSettings& settings,
                               const AIResult<QStringList>& result)
 {
     const AIProvider provider = settings.provider;
+    m_modelsFailure.reset();
     if (const auto* models = std::get_if<QStringList>(&result)) {
         setAvailableModels(*models);
         if (provider == AIProvider::ollama)
@@ -379,6 +454,7 @@ void AIService::finishRefresh(const AIRequestSettings& settings,
             setModel(models->contains(preferred) ? preferred : models->first());
         }
     } else {
+        m_modelsFailure = std::get<AIFailure>(result);
         const auto* error = std::get_if<AIError>(&std::get<AIFailure>(result));
         if (error && error->kind() == AIError::Kind::ollamaNotRunning) {
             setOllamaDetected(false);

@@ -120,6 +120,8 @@ public:
     bool isFetchingModels() const { return m_isFetchingModels; }
     std::optional<bool> ollamaDetected() const { return m_ollamaDetected; }
     const AIConnectionStatus& connectionStatus() const { return m_connectionStatus; }
+    // Why the last model-list refresh could not reach the provider; none when it did.
+    const std::optional<AIFailure>& modelsFailure() const { return m_modelsFailure; }
 
     QString baseURL() const;
     bool isAnthropicEnterprise() const;
@@ -136,6 +138,9 @@ public:
 
     // The model's reply to a resolved prompt. `done` runs later, once, on the main thread.
     void complete(const QString& prompt, CompletionDone done);
+    // Takes up the settings as they are now in the user defaults (changed by another process),
+    // signalling what differs; nothing is written.
+    void reloadSettings();
     // Asks the provider for its models; the outcome lands in the properties.
     void refreshModels();
     // Sends the test prompt; the outcome lands in connectionStatus.
@@ -174,6 +179,8 @@ private:
     void readKey(AIProvider provider, std::function<void(const QString& key)> done);
     AIRequestSettings requestSettings() const;
     QString systemPrompt() const;
+    void fetchModelPage(const AIRequestSettings& settings, const QString& key,
+                        const QString& afterId, const QStringList& earlier);
     void finishRefresh(const AIRequestSettings& settings, const AIResult<QStringList>& result);
 
     template <typename T, typename Signal> bool assign(T& field, const T& value, Signal changed);
@@ -196,6 +203,7 @@ private:
     bool m_isFetchingModels = false;
     std::optional<bool> m_ollamaDetected;
     AIConnectionStatus m_connectionStatus;
+    std::optional<AIFailure> m_modelsFailure;
     QHash<AIProvider, QString> m_keys;      // last known key per provider
     QHash<AIProvider, quint64> m_keyWrites; // writes started, per provider
 };

@@ -79,7 +79,13 @@ int Application::run()
                 << "ignoring" << preference.key << "in" << defaults.fileName() + u":" << "it takes"
                 << Preferences::takes(preference) + u";" << "using the default";
     }
-    m_services.store().purgeOldTrash();
+    PersistenceController& store = m_services.store();
+    if (!store.isAvailable())
+        qCCritical(lcApp).noquote()
+            << store.syncError() + u";" << "running without snippets until it can be read";
+    connect(&store, &PersistenceController::availableChanged, this,
+            [] { qCInfo(lcApp) << "The library can be read again"; });
+    store.purgeOldTrash();
     p.engine = std::make_unique<Engine>(m_services);
     p.shell = std::make_unique<Shell>(m_services, *p.engine);
     p.engine->start();

@@ -2,6 +2,7 @@
 
 #include "ai/AIService.h"
 #include "app/AppServices.h"
+#include "app/SettingsWatcher.h"
 #include "backup/BackupController.h"
 #include "backup/SettingsSyncService.h"
 #include "common/AppPaths.h"
@@ -27,6 +28,7 @@
 #include <QHash>
 #include <QLoggingCategory>
 #include <QSettings>
+#include <QUrl>
 
 Q_LOGGING_CATEGORY(lcEngine, "scrivlane.engine")
 
@@ -92,6 +94,7 @@ struct Engine::Parts {
     std::unique_ptr<ExpansionPipeline> pipeline;
     PasteShortcuts pasteShortcuts;
     std::unique_ptr<BackupController> backup;
+    std::unique_ptr<SettingsWatcher> settingsWatcher;
 };
 
 Engine::Engine(AppServices& services, QObject* parent)
@@ -172,6 +175,10 @@ Engine::Engine(AppServices& services, QObject* parent)
     p.pasteShortcuts.addUserEntries(Preferences::textList(defaults, Preferences::pasteShortcuts));
     p.pipeline = std::make_unique<ExpansionPipeline>(p.expansion.get(), parts);
 
+    // The command line and restored backups write the settings file: take the values up now.
+    p.settingsWatcher = std::make_unique<SettingsWatcher>(defaults);
+    connect(p.settingsWatcher.get(), &SettingsWatcher::changed, this, [this] { applySettings(); });
+
     // Watching keys needs RECORD and XTEST; without them the service keeps asking every 1.5 s.
     connect(p.expansion.get(), &TextExpansionService::monitoringStarted, this,
             [] { qCInfo(lcEngine) << "ScrivLane is watching the keyboard"; });
@@ -186,6 +193,23 @@ Engine::Engine(AppServices& services, QObject* parent)
 Engine::~Engine()
 {
     m_parts->backup.reset();
+}
+
+// The owners' setters do nothing for an unchanged value; a changed one is signalled (the tray,
+// preference sync) as if the user had set it here.
+void Engine::applySettings()
+{
+    Parts& p = *m_parts;
+    const QSettings& defaults = p.services.settings();
+    p.expansion->setEnabled(Preferences::flag(defaults, Preferences::expansionEnabled));
+    p.sound->setSoundEnabled(Preferences::flag(defaults, Preferences::soundEnabled));
+    p.sound->setVolume(float(Preferences::number(defaults, Preferences::soundVolume)));
+    const auto custom = Preferences::stored(defaults, Preferences::customSoundPath);
+    p.sound->setCustomSoundURL(custom ? QUrl::fromLocalFile(custom->toString()) : QUrl());
+    p.sound->setSelectedSoundName(Preferences::text(defaults, Preferences::selectedSound));
+    p.services.ai().reloadSettings();
+    p.pasteShortcuts = PasteShortcuts();
+    p.pasteShortcuts.addUserEntries(Preferences::textList(defaults, Preferences::pasteShortcuts));
 }
 
 void Engine::start()

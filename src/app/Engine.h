@@ -28,6 +28,8 @@ public:
     BackupController& backup();
 
 private:
+    void applySettings();
+
     struct Parts;
     std::unique_ptr<Parts> m_parts;
 };

@@ -56,6 +56,7 @@ Shell::Shell(AppServices& services, Engine& engine, QObject* parent)
                     showMainWindow();
             });
     connect(m_model.get(), &MenuBarModel::changed, this, &Shell::updateMenu);
+    connect(&services.store(), &PersistenceController::availableChanged, this, &Shell::updateMenu);
     updateMenu();
     showTray();
 }
@@ -121,14 +122,17 @@ void Shell::updateMenu()
     m_toggle->setToolTip(description);
     m_toggle->setWhatsThis(description);
     m_toggle->setStatusTip(description);
-    m_count->setText(m_model->snippetCountText());
+    m_count->setText(m_services.store().isAvailable() ? m_model->snippetCountText()
+                                                      : QStringLiteral("Library unavailable"));
     const bool warn = m_model->showsAccessWarning();
     m_warning->setVisible(warn);
     m_warningText->setVisible(warn);
     m_help->setVisible(warn);
     if (m_tray) {
         m_tray->setIcon(Icons::tray(m_model->isPaused()));
-        m_tray->setToolTip(QStringLiteral("ScrivLane — ") + m_model->statusText());
+        const PersistenceController& store = m_services.store();
+        m_tray->setToolTip(QStringLiteral("ScrivLane — ") +
+                           (store.isAvailable() ? m_model->statusText() : store.syncError()));
     }
 }
 
@@ -156,9 +160,8 @@ void Shell::showTray()
 void Shell::showMainWindow()
 {
     if (!m_window) {
-        m_window = new MainWindow(
-            {&m_services.store(), &m_services.settings(), &m_scheduler, &m_services.ai(),
-             &m_settingsServices});
+        m_window = new MainWindow({&m_services.store(), &m_services.settings(), &m_scheduler,
+                                   &m_services.ai(), &m_settingsServices});
         m_window->setAttribute(Qt::WA_DeleteOnClose);
         connect(m_window, &MainWindow::destroyed, this, [] {
             // What the window drew stays cached and its heap stays mapped: give both back.

@@ -1,11 +1,13 @@
 #include "app/AppServices.h"
 #include "app/Appearance.h"
 #include "app/Application.h"
+#include "app/ClipboardKeeper.h"
 #include "app/Supervisor.h"
 #include "cli/CommandLine.h"
 
 #include <QApplication>
 #include <QCoreApplication>
+#include <QLoggingCategory>
 #include <QTimer>
 #include <cstdio>
 #include <cstring>
@@ -52,9 +54,14 @@ std::optional<QString> displayProblem()
 
 int main(int argc, char* argv[])
 {
+    if (argc == 3 && std::strcmp(argv[1], ClipboardKeeper::option) == 0)
+        return ClipboardKeeper::run(argc, argv);
     if (hasSubcommand(argc, argv)) {
         // Commands need no display.
         QCoreApplication app(argc, argv);
+        // A command reports in its own one-line errors; the services' notes (where API keys
+        // are kept, a file that was skipped) belong in the tray app's log.
+        QLoggingCategory::setFilterRules(u"scrivlane.*.info=false\nscrivlane.*.warning=false"_s);
         AppServices services;
         const std::optional<CommandLine::Outcome> outcome =
             CommandLine::run(app.arguments(), services);
@@ -82,10 +89,15 @@ int main(int argc, char* argv[])
     QApplication::setQuitOnLastWindowClosed(false);
     supervisor.quitOnTerminationSignals();
     AppServices services;
-    Application scrivlane(services, argc == 2 && isAppOption(argv[1]));
-    // The event loop runs once the engine is wired; a second ScrivLane returns before it.
-    QTimer::singleShot(0, &app, [&supervisor] { supervisor.reportUp(); });
-    const int status = scrivlane.run();
+    int status = 0;
+    {
+        Application scrivlane(services, argc == 2 && isAppOption(argv[1]));
+        // The event loop runs once the engine is wired; a second ScrivLane returns before it.
+        QTimer::singleShot(0, &app, [&supervisor] { supervisor.reportUp(); });
+        status = scrivlane.run();
+    }
+    // The engine is gone and the user's clipboard is back in place: keep it available.
+    ClipboardKeeper::handOverIfOwned();
     supervisor.reportDone();
     return status;
 }

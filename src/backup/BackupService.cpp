@@ -83,7 +83,10 @@ BackupFile makeBackup(const PersistenceController& store, AppSettingsBackup sett
 ExportOutcome writeBackup(const QString& folder, const BackupFile& file, const QDateTime& now,
                           const std::function<bool()>& cancelled)
 {
-    if (!QFileInfo(folder).isDir())
+    const QFileInfo info(folder);
+    if (info.exists() && !info.isDir())
+        return {QString(), QStringLiteral("%1 is not a folder.").arg(folder)};
+    if (!info.isDir())
         return {QString(), QStringLiteral("The folder %1 does not exist.").arg(folder)};
     const QByteArray bytes = BackupCodec::encode(file);
     const QString path = QDir(folder).absoluteFilePath(fileName(now));

@@ -106,9 +106,15 @@ std::variant<QString, QString> readKey(AIProvider provider)
     return std::variant<QString, QString>(std::in_place_index<0>, key);
 }
 
+// A provider's message may run over several lines; an error stays on one.
+QString oneLine(const QString& text)
+{
+    return text.simplified();
+}
+
 Outcome failure(const QString& message)
 {
-    return {1, QString(), message + u"\n"_s};
+    return {1, QString(), oneLine(message) + u"\n"_s};
 }
 
 Outcome storeKey(AIService& service, const QString& key, const QString& done)
@@ -152,7 +158,7 @@ Outcome runComplete(AIService& service, const QString& prompt)
     });
     if (const auto* text = std::get_if<QString>(&*reply))
         return Cli::success(*text + u"\n"_s);
-    return failure(failureDescription(std::get<AIFailure>(*reply)));
+    return failure(u"scrivlane: "_s + failureDescription(std::get<AIFailure>(*reply)));
 }
 
 Outcome runModels(AIService& service)
@@ -167,9 +173,16 @@ Outcome runModels(AIService& service)
         models.append(Cli::jsonString(model));
     const std::optional<bool> detected = service.ollamaDetected();
     const QString ollama = detected ? (*detected ? u"true"_s : u"false"_s) : u"null"_s;
-    return Cli::success(u"{\"model\":"_s + Cli::jsonString(service.model()) +
-                        u",\"availableModels\":["_s + models.join(u',') +
-                        u"],\"ollamaDetected\":"_s + ollama + u"}\n"_s);
+    const QString json = u"{\"model\":"_s + Cli::jsonString(service.model()) +
+                         u",\"availableModels\":["_s + models.join(u',') +
+                         u"],\"ollamaDetected\":"_s + ollama + u"}\n"_s;
+    // The list printed then is the fallback one; a script must still learn it is not current.
+    if (const auto& problem = service.modelsFailure())
+        return {1, json,
+                oneLine(u"scrivlane: could not list the provider's models: "_s +
+                        failureDescription(*problem)) +
+                    u"\n"_s};
+    return Cli::success(json);
 }
 
 Outcome runTest(AIService& service)
@@ -254,6 +267,8 @@ void Cli::appendAiCommands(std::vector<Command>& commands)
   ai models
       Asks the provider for its models and prints
       {"model":...,"availableModels":[...],"ollamaDetected":true|false|null}
+      When the provider cannot be reached it still prints that, says why on
+      standard error and exits with 1.
   ai test
       Sends the connection test prompt; prints "ok: REPLY", or "error: MESSAGE" to
       standard error with exit code 1.

@@ -66,7 +66,15 @@ Outcome runBackup(const QStringList& arguments, CommandServices& services)
     if (const auto* error = std::get_if<QString>(&result))
         return {1, QString(), BackupService::failureLine(*error) + u"\n"_s};
     QCoreApplication::processEvents(); // the settings are applied after the restore returns
-    services.settings().sync();
+    QSettings& defaults = services.settings();
+    defaults.sync();
+    if (defaults.status() != QSettings::NoError)
+        return {1, QString(),
+                u"Restore failed: the snippets were restored but the settings could not be "
+                u"written to "_s +
+                    defaults.fileName() + u"\n"_s};
+    Cli::shareSyncedPreferences(defaults, {Preferences::expansionEnabled, Preferences::soundEnabled,
+                                           Preferences::soundVolume, Preferences::selectedSound});
     return Cli::success(BackupService::resultLine(std::get<RestoreResult>(result)) + u"\n"_s);
 }
 

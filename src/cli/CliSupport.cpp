@@ -1,6 +1,12 @@
 #include "cli/CliSupport.h"
 
+#include "backup/SettingsSyncService.h"
+#include "common/AppPaths.h"
 #include "common/JsonText.h"
+#include "common/Preferences.h"
+#include "platform/qt/JsonFileKeyValueStore.h"
+
+#include <QSettings>
 
 using namespace Qt::StringLiterals;
 
@@ -47,6 +53,31 @@ std::optional<Outcome> parseSubcommand(QCommandLineParser& parser, const QString
         return usageError(arguments.first() + u": too many arguments (quote the "_s +
                           positionalName + u")"_s);
     return std::nullopt;
+}
+
+void shareSyncedPreferences(const QSettings& defaults, const QStringList& keys)
+{
+    if (!Preferences::flag(defaults, Preferences::iCloudSyncEnabled))
+        return;
+    JsonFileKeyValueStore store(SettingsSyncService::syncFolder(defaults), AppPaths::dataDir());
+    SettingsSyncService sync({&store, nullptr});
+    for (const QString& key : keys) {
+        const auto entry = SettingsSyncService::entryForKey(key);
+        if (!entry)
+            continue;
+        switch (*entry) {
+        case SettingsSyncService::Entry::expansionEnabled:
+        case SettingsSyncService::Entry::soundEnabled:
+            sync.push(*entry, Preferences::flag(defaults, key));
+            break;
+        case SettingsSyncService::Entry::soundVolume:
+            sync.push(*entry, Preferences::number(defaults, key));
+            break;
+        case SettingsSyncService::Entry::selectedSound:
+            sync.push(*entry, Preferences::text(defaults, key));
+            break;
+        }
+    }
 }
 
 } // namespace Cli

@@ -7,6 +7,8 @@
 #include <functional>
 #include <vector>
 
+class QSettings;
+
 // What each area's subcommands share: the command table, error outcomes, JSON text.
 namespace Cli {
 
@@ -42,5 +44,9 @@ std::optional<std::pair<QString, QString>> splitPair(const QString& argument);
 std::optional<Outcome> parseSubcommand(QCommandLineParser& parser, const QStringList& arguments,
                                        qsizetype minPositional, qsizetype maxPositional,
                                        const QString& positionalName);
+
+// With folder sync on, hands the values now in the user defaults of those keys that sync
+// carries to the shared file, as the running app does with its own changes.
+void shareSyncedPreferences(const QSettings& defaults, const QStringList& keys);
 
 } // namespace Cli

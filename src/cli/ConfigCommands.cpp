@@ -43,10 +43,15 @@ Outcome set(QSettings& settings, const Preferences::Preference& preference, cons
     const auto value = Preferences::parse(preference, text);
     if (const auto* problem = std::get_if<QString>(&value))
         return refused(*problem);
+    // Writing would replace a file that could not be read with only this key.
+    if (settings.status() == QSettings::FormatError)
+        return {1, QString(),
+                u"scrivlane: cannot parse "_s + settings.fileName() + u"; nothing was changed\n"_s};
     Preferences::write(settings, preference.key, std::get<QVariant>(value));
     settings.sync();
     if (settings.status() != QSettings::NoError)
         return {1, QString(), u"scrivlane: could not write "_s + settings.fileName() + u"\n"_s};
+    Cli::shareSyncedPreferences(settings, {preference.key});
     return Cli::success(QString());
 }
 

@@ -110,9 +110,13 @@ Outcome soundImport(const QStringList& arguments, QSettings& defaults)
 
     const std::optional<QString> stored = setup.service.importCustomSound(file);
     defaults.sync();
+    if (stored && defaults.status() != QSettings::NoError)
+        return failure(u"sound import: copied to "_s + *stored +
+                       u" but could not select it: "_s
+                       u"cannot write "_s +
+                       defaults.fileName());
     if (!stored)
-        return failure(u"sound import: cannot copy "_s + file + u" into "_s +
-                       QDir(AppPaths::dataDir()).absoluteFilePath(u"Sounds"_s));
+        return failure(u"sound import: "_s + file + u": "_s + setup.service.importError());
     QString note;
     if (!QtSoundPlayer::isPlayableWav(*stored))
         note = u"scrivlane: note: "_s + *stored +

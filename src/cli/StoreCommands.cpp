@@ -196,7 +196,10 @@ Outcome categoryAdd(Store& store, const QStringList& arguments)
                                    hex + u"\""_s);
         hex = hex.toUpper();
     }
-    CategoryEntity* category = store.createCategory(parser.positionalArguments().first(), hex);
+    const QString name = parser.positionalArguments().first();
+    if (name.trimmed().isEmpty())
+        return Cli::usageError(u"category add: the name is empty"_s);
+    CategoryEntity* category = store.createCategory(name, hex);
     return afterSave(store, idText(category->id()) + u"\n"_s);
 }
 

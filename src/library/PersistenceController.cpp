@@ -102,25 +102,58 @@ QDateTime PersistenceController::now() const
 void PersistenceController::open()
 {
     const QString path = m_options.databasePath;
+    const bool wasAvailable = m_available, wasReadOnly = m_readOnly;
+    // A long-lived process tries again: the file may be repaired, replaced, freed or made
+    // writable.
+    const auto tryAgainLater = [this] {
+        if (!m_options.watchForExternalChanges)
+            return;
+        if (!m_reopenTimer) {
+            m_reopenTimer = new QTimer(this);
+            m_reopenTimer->setSingleShot(true);
+            m_reopenTimer->setInterval(reopenIntervalMs);
+            connect(m_reopenTimer, &QTimer::timeout, this, &PersistenceController::open);
+        }
+        m_reopenTimer->start();
+    };
     const auto fail = [&](const QString& reason) {
         m_db->close();
         m_available = false;
         setSyncError(QStringLiteral("Could not open the library at %1: %2").arg(path, reason));
+        tryAgainLater();
     };
     if (const std::optional<QString> error =
             AppPaths::makePrivateDir(QFileInfo(path).absolutePath()))
         return fail(*error);
-    if (!m_db->open(path, true))
-        return fail(m_db->lastError());
-    m_db->setBusyTimeout(m_options.busyTimeoutMs);
-    if (const std::optional<QString> error = StoreSchema::prepare(*m_db))
+    // Writing may be impossible (a read-only file or folder, a full disk): the user can still
+    // list and export, through a connection that only reads the file as it stands.
+    const auto openReadOnly = [&] {
+        return QFileInfo::exists(path) && m_db->openImmutable(path) &&
+               !StoreSchema::prepare(*m_db) && load();
+    };
+    bool opened = m_db->open(path, true);
+    if (opened)
+        m_db->setBusyTimeout(m_options.busyTimeoutMs);
+    std::optional<QString> error = opened ? StoreSchema::prepare(*m_db) : m_db->lastError();
+    if (!error && !load())
+        error = m_db->lastError();
+    m_readOnly = error || m_db->isReadOnly();
+    if (error && !openReadOnly())
         return fail(*error);
-    if (!load())
-        return fail(m_db->lastError());
     m_available = true;
     m_dataVersion = m_db->queryInt(QStringLiteral("PRAGMA data_version")).value_or(0);
-    if (m_options.watchForExternalChanges)
+    if (m_options.watchForExternalChanges && !m_watcher)
         watchFile();
+    if (m_readOnly)
+        tryAgainLater();
+    if (m_reopenTimer && (!wasAvailable || (wasReadOnly && !m_readOnly))) {
+        // Whoever shows the library reads it again; what waited for writing is written now.
+        setSyncError(QString());
+        Q_EMIT availableChanged();
+        Q_EMIT remoteStoreChanged();
+        if (!m_readOnly)
+            save();
+    }
 }
 
 bool PersistenceController::load()
@@ -159,7 +192,11 @@ void PersistenceController::watchFile()
     m_externalChangeTimer->setInterval(150);
     connect(m_externalChangeTimer, &QTimer::timeout, this,
             &PersistenceController::checkForExternalChanges);
-    const auto changed = [this] { m_externalChangeTimer->start(); };
+    // Not restarted by later writes: a steady stream of them must not postpone the look forever.
+    const auto changed = [this] {
+        if (!m_externalChangeTimer->isActive())
+            m_externalChangeTimer->start();
+    };
     connect(m_watcher, &QFileSystemWatcher::fileChanged, this, changed);
     connect(m_watcher, &QFileSystemWatcher::directoryChanged, this, changed);
     m_watcher->addPath(QFileInfo(m_options.databasePath).absolutePath());
@@ -187,8 +224,16 @@ void PersistenceController::refreshFromStore()
 {
     if (!m_available)
         return;
+    const std::size_t ownSnippets = m_deletedSnippets.size();
+    const std::size_t ownCategories = m_deletedCategories.size();
     if (load())
         Q_EMIT remoteStoreChanged();
+    // Records another process deleted are in no list now, and every holder has been told:
+    // free them instead of keeping them until this process saves.
+    m_deletedSnippets.erase(m_deletedSnippets.begin() + qsizetype(ownSnippets),
+                            m_deletedSnippets.end());
+    m_deletedCategories.erase(m_deletedCategories.begin() + qsizetype(ownCategories),
+                              m_deletedCategories.end());
 }
 
 void PersistenceController::mergeCategories(const std::vector<CategoryRow>& rows,
@@ -373,6 +418,12 @@ void PersistenceController::save()
                                            : m_syncError);
         return;
     }
+    if (m_readOnly) {
+        setSyncError(QStringLiteral("The library at %1 cannot be written; changes are kept "
+                                    "until it can")
+                         .arg(m_options.databasePath));
+        return;
+    }
     QHash<const CategoryEntity*, std::int64_t> newCategoryPks;
     QHash<const SnippetEntity*, std::int64_t> newSnippetPks;
     if (!writeChanges(changes, newCategoryPks, newSnippetPks))
@@ -395,6 +446,7 @@ void PersistenceController::save()
     m_deletedSnippetPks.clear();
     m_deletedCategories.clear();
     m_deletedSnippets.clear();
+    m_countedCategories.clear();
     Q_EMIT didSave();
 }
 
@@ -432,6 +484,19 @@ bool PersistenceController::writeChanges(const Changes& changes,
     for (CategoryEntity* category : changes.categories) {
         const auto saved = m_savedCategories.constFind(category);
         const bool isNew = saved == m_savedCategories.cend();
+        // Another process may have added a category since this one counted them: a new one
+        // whose place is taken goes after every stored one.
+        if (isNew && m_countedCategories.contains(category)) {
+            const std::optional<std::int64_t> taken =
+                m_db->queryInt(QStringLiteral("SELECT COUNT(*) FROM category WHERE sort_order = %1")
+                                   .arg(category->sortOrder()));
+            const std::optional<std::int64_t> last =
+                m_db->queryInt(QStringLiteral("SELECT COALESCE(MAX(sort_order), 0) FROM category"));
+            if (!taken || !last)
+                return fail();
+            if (*taken > 0)
+                category->setSortOrder(qint32(std::min<std::int64_t>(*last + 1, INT32_MAX)));
+        }
         const CategoryRow row = CategoryRow::of(*category, isNew ? 0 : saved->pk);
         SqliteStatement& statement = isNew ? *insertCategory : *updateCategory;
         row.bindValues(statement);
@@ -550,6 +615,7 @@ CategoryEntity* PersistenceController::createCategory(const QString& name, const
     CategoryEntity* category = insertCategory(CategoryEntity::create(name, colorHex, 0, now()));
     // Counted after the insert, trashed and unsaved ones included: the first category gets 1.
     category->setSortOrder(qint32(std::min<std::size_t>(m_categories.size(), INT32_MAX)));
+    m_countedCategories.insert(category);
     save();
     return category;
 }

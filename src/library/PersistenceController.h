@@ -53,8 +53,12 @@ public:
     ~PersistenceController() override;
 
     // False when the file could not be opened or is from a newer version: the app runs on
-    // without a store, syncError says why, and nothing is ever written to the file.
+    // without a store, syncError says why, and nothing is ever written to the file. A process
+    // that watches the file tries again every few seconds; availableChanged says when it worked.
     bool isAvailable() const { return m_available; }
+    // Available, but only for reading: saves keep their changes pending with syncError set.
+    bool isReadOnly() const { return m_readOnly; }
+    static constexpr int reopenIntervalMs = 2000;
     bool isSyncEnabled() const { return m_syncEnabled; }
 
     QString syncError() const { return m_syncError; }
@@ -117,6 +121,8 @@ Q_SIGNALS:
     void didSave();
     // Records changed by another process were read in.
     void remoteStoreChanged();
+    // The library could not be opened before and now could.
+    void availableChanged();
     void syncErrorChanged(const QString& error);
     void isSyncingChanged(bool syncing);
     void lastSyncDateChanged(const QDateTime& date);
@@ -168,8 +174,11 @@ private:
     std::vector<std::int64_t> m_deletedSnippetPks;
     // Deleted records stay allocated until that save, so pointers held meanwhile stay valid.
     std::vector<std::unique_ptr<CategoryEntity>> m_deletedCategories;
+    QSet<const CategoryEntity*> m_countedCategories; // placed by count, not yet saved
     std::vector<std::unique_ptr<SnippetEntity>> m_deletedSnippets;
 
     QFileSystemWatcher* m_watcher = nullptr;
     QTimer* m_externalChangeTimer = nullptr;
+    QTimer* m_reopenTimer = nullptr;
+    bool m_readOnly = false; // only reading: nothing can be written to the file now
 };

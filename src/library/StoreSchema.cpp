@@ -44,11 +44,20 @@ std::optional<QString> prepare(SqliteDatabase& db)
     const std::optional<std::int64_t> version = db.queryInt(QStringLiteral("PRAGMA user_version"));
     if (!version)
         return db.lastError();
+    if (*version < 0)
+        return QStringLiteral("the library's format number %1 is not one ScrivLane writes")
+            .arg(*version);
     if (*version > currentVersion) {
         return QStringLiteral("the library was written by a newer version of ScrivLane "
                               "(format %1; this version reads up to %2)")
             .arg(*version)
             .arg(currentVersion);
+    }
+    // A library nobody can write is read as it stands, when this version reads it unchanged.
+    if (db.isReadOnly()) {
+        if (*version != currentVersion)
+            return QStringLiteral("the library is read-only and in an older format");
+        return std::nullopt;
     }
     if (!db.exec(QStringLiteral("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;")))
         return db.lastError();
@@ -62,6 +71,11 @@ std::optional<QString> prepare(SqliteDatabase& db)
         if (from && *from >= currentVersion) {
             db.commit();
             break;
+        }
+        if (from && *from < 0) {
+            db.rollback();
+            return QStringLiteral("the library's format number %1 is not one ScrivLane writes")
+                .arg(*from);
         }
         const bool ok = from && db.exec(QString::fromUtf8(migrations[std::size_t(*from)])) &&
                         db.exec(QStringLiteral("PRAGMA user_version = %1").arg(*from + 1)) &&

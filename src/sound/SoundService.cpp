@@ -3,6 +3,7 @@
 #include "common/AppPaths.h"
 #include "common/Preferences.h"
 #include "common/SafeFile.h"
+#include "common/WavHeader.h"
 #include "platform/api/SoundPlayer.h"
 #include "sound/SystemSounds.h"
 
@@ -15,6 +16,8 @@
 #include <cmath>
 
 Q_LOGGING_CATEGORY(lcSound, "scrivlane.sound")
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -137,9 +140,21 @@ void SoundService::playCustomSound()
 std::optional<QString> SoundService::importCustomSound(const QString& sourcePath)
 {
     const QFileInfo source(sourcePath);
+    m_importError.clear();
     if (!source.isFile()) {
+        m_importError = u"not a file"_s;
         qCWarning(lcSound) << "cannot import" << sourcePath << ": not a file";
         return std::nullopt;
+    }
+    // A WAV whose fields the player cannot take would take the app down at every expansion;
+    // other formats only play "Tink" instead.
+    if (source.size() > WavHeader::maxFileBytes || WavHeader::looksLikeWav(sourcePath)) {
+        const auto header = WavHeader::read(sourcePath);
+        if (const auto* problem = std::get_if<QString>(&header)) {
+            m_importError = u"not a sound ScrivLane can play: "_s + *problem;
+            qCWarning(lcSound).noquote() << "cannot import" << sourcePath << ":" << m_importError;
+            return std::nullopt;
+        }
     }
     const QString folder = m_dependencies.soundsFolder;
     if (folder.isEmpty()) {
@@ -147,12 +162,14 @@ std::optional<QString> SoundService::importCustomSound(const QString& sourcePath
         return std::nullopt;
     }
     if (const std::optional<QString> error = AppPaths::makePrivateDir(folder)) {
+        m_importError = *error;
         qCWarning(lcSound).noquote() << "cannot import" << sourcePath << ":" << *error;
         return std::nullopt;
     }
     const QString destination = QDir(folder).absoluteFilePath(source.fileName());
     if (const std::optional<QString> error =
             copyReplacing(source.absoluteFilePath(), destination)) {
+        m_importError = u"cannot copy it to "_s + destination + u": "_s + *error;
         qCWarning(lcSound).noquote()
             << "cannot copy" << sourcePath << "to" << destination << ":" << *error;
         return std::nullopt;

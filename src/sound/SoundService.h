@@ -60,6 +60,8 @@ public:
     // Copies the file into the sounds folder (replacing a file of the same name) and selects
     // it. Returns the stored copy's path; none, with the settings unchanged, on failure.
     std::optional<QString> importCustomSound(const QString& sourcePath);
+    // Why the last import failed.
+    const QString& importError() const { return m_importError; }
 
 Q_SIGNALS:
     void selectedSoundNameChanged(const QString& name);
@@ -73,4 +75,5 @@ private:
     bool m_soundEnabled = true;
     float m_volume = 0.8f;
     QUrl m_customSoundURL;
+    QString m_importError;
 };

@@ -21,6 +21,14 @@ QByteArray openAIBody(const QByteArray& model, const QByteArray& system, const Q
            ",\"max_tokens\":" + maxTokens + "}";
 }
 
+// OpenAI's reasoning models: no temperature, and the limit under its newer name.
+QByteArray reasoningBody(const QByteArray& model)
+{
+    return "{\"model\":\"" + model +
+           "\",\"messages\":[{\"role\":\"system\",\"content\":" + systemJson() +
+           "},{\"role\":\"user\",\"content\":\"Hi\"}],\"max_completion_tokens\":1024}";
+}
+
 QByteArray anthropicBody(const QByteArray& first, const QByteArray& prompt = "Hi")
 {
     return "{" + first + ",\"max_tokens\":1024,\"system\":" + systemJson() +
@@ -111,6 +119,20 @@ void TestAICompletion::wireFormat_data()
     QTest::newRow("openai") << u"openai"_s << QVariantMap{} << key << u"Hi"_s
                             << QByteArray("/openai/v1/chat/completions") << bearer
                             << anthropicHeaders << openAIBody("gpt-4o-mini", systemJson(), "Hi");
+    for (const char* model : {"o1", "o3", "o4-mini", "O3-pro"})
+        QTest::addRow("openai reasoning model %s", model)
+            << u"openai"_s << QVariantMap{{u"model"_s, QString::fromLatin1(model)}} << key
+            << u"Hi"_s << QByteArray("/openai/v1/chat/completions") << bearer << anthropicHeaders
+            << reasoningBody(model);
+    QTest::newRow("openai, a name that only starts with o")
+        << u"openai"_s << QVariantMap{{u"model"_s, u"omni-x"_s}} << key << u"Hi"_s
+        << QByteArray("/openai/v1/chat/completions") << bearer << anthropicHeaders
+        << openAIBody("omni-x", systemJson(), "Hi");
+    QTest::newRow("custom provider's o3 keeps the classic fields")
+        << u"custom"_s
+        << QVariantMap{{u"customBaseURL"_s, QVariant(base + u"/c/v1"_s)}, {u"model"_s, u"o3"_s}}
+        << key << u"Hi"_s << QByteArray("/c/v1/chat/completions") << bearer << anthropicHeaders
+        << openAIBody("o3", systemJson(), "Hi");
     QTest::newRow("grok, own settings and system prompt")
         << u"grok"_s
         << QVariantMap{{u"temperature"_s, 0.25},

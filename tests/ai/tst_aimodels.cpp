@@ -39,6 +39,8 @@ private Q_SLOTS:
     void refreshTimeLimits_data();
     void refreshTimeLimits();
     void providerSwitchedDuringRefresh();
+    void anthropicListReadPageByPage_data();
+    void anthropicListReadPageByPage();
     void connectionTest_data();
     void connectionTest();
 
@@ -225,6 +227,57 @@ void TestAIModels::oneRefreshAtATime()
     QCOMPARE(done.size(), 1);
     QCOMPARE(fetching.size(), 2);
     QCOMPARE(s.availableModels(), QStringList{u"gpt-4o"_s});
+}
+
+void TestAIModels::anthropicListReadPageByPage_data()
+{
+    QTest::addColumn<bool>("serverIgnoresAfterId");
+    QTest::addColumn<QStringList>("models");
+    QTest::addColumn<int>("requests");
+
+    QTest::newRow("three pages") << false
+                                 << QStringList{u"claude-a"_s, u"claude-b"_s, u"claude-c"_s,
+                                                u"claude-d"_s, u"claude-e"_s}
+                                 << 3;
+    // A server that keeps sending the first page must not be asked forever.
+    QTest::newRow("the same page again") << true << QStringList{u"claude-d"_s, u"claude-e"_s} << 2;
+}
+
+void TestAIModels::anthropicListReadPageByPage()
+{
+    QFETCH(bool, serverIgnoresAfterId);
+    QFETCH(QStringList, models);
+    QFETCH(int, requests);
+
+    const auto page = [](const QStringList& ids, bool more) {
+        QStringList entries;
+        for (const QString& id : ids)
+            entries.append(u"{\"id\":\""_s + id + u"\",\"type\":\"model\"}"_s);
+        return CannedReply{200, "{\"data\":[" + entries.join(u',').toUtf8() +
+                                    "],\"has_more\":" + (more ? "true" : "false") +
+                                    ",\"first_id\":\"" + ids.first().toUtf8() +
+                                    "\",\"last_id\":\"" + ids.last().toUtf8() + "\"}"};
+    };
+    m_server.setHandler([&](const RecordedRequest& request) {
+        if (serverIgnoresAfterId || !request.path.contains("after_id="))
+            return page({u"claude-e"_s, u"claude-d"_s}, true);
+        if (request.path.endsWith("after_id=claude-d"))
+            return page({u"claude-c"_s, u"claude-b"_s}, true);
+        return page({u"claude-a"_s}, false);
+    });
+    AIHarness h(m_server);
+    AIService& s = h.start();
+    s.setProvider(AIProvider::anthropic);
+    h.setKey(AIProvider::anthropic, u"k"_s);
+    h.refresh();
+    m_server.setHandler({});
+    QCOMPARE(s.availableModels(), models);
+    QCOMPARE(m_server.requests().size(), requests);
+    QCOMPARE(m_server.requests().at(0).path, QByteArray("/anthropic/v1/models"));
+    if (!serverIgnoresAfterId)
+        QCOMPARE(m_server.requests().at(1).path,
+                 QByteArray("/anthropic/v1/models?after_id=claude-d"));
+    QVERIFY(!s.modelsFailure());
 }
 
 void TestAIModels::refreshTimeLimits_data()

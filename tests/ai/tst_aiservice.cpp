@@ -55,6 +55,8 @@ private Q_SLOTS:
     void initTestCase();
     void load_data();
     void load();
+    void reload_data() { load_data(); }
+    void reload();
     void writesAreStoredAtOnce_data();
     void writesAreStoredAtOnce();
     void writesOutOfRangeAreIgnored_data();
@@ -148,6 +150,35 @@ void TestAIService::load()
     QCOMPARE(describe(loaded), describe(expected));
     QCOMPARE(s.connectionStatus(), AIConnectionStatus{});
     QCOMPARE(s.ollamaDetected(), std::nullopt);
+}
+
+// Settings written by another process while the service runs read as they would at start.
+void TestAIService::reload()
+{
+    QFETCH(QStringList, ini);
+    QFETCH(Loaded, expected);
+
+    AIHarness h(m_server);
+    AIService& s = h.start();
+    QSignalSpy provider(&s, &AIService::providerChanged);
+    QSignalSpy model(&s, &AIService::modelChanged);
+    const QString modelBefore = s.model();
+    writeIni(h.settings.fileName(), ini);
+    h.settings.sync();
+    s.reloadSettings();
+    const Loaded loaded{rawValue(s.provider()),
+                        s.model(),
+                        s.customBaseURL(),
+                        rawValue(s.anthropicEnterpriseAuthType()),
+                        rawValue(s.anthropicEnterpriseEndpointStyle()),
+                        s.temperature(),
+                        s.maxTokens(),
+                        s.isEnabled(),
+                        s.ollamaPort(),
+                        s.availableModels()};
+    QCOMPARE(describe(loaded), describe(expected));
+    QCOMPARE(provider.size(), expected.provider == u"openai"_s ? 0 : 1);
+    QCOMPARE(model.size(), expected.model == modelBefore ? 0 : 1);
 }
 
 void TestAIService::writesAreStoredAtOnce_data()

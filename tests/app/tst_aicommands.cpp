@@ -166,6 +166,8 @@ void TestAiCommands::keyCompleteAndClear()
     const Run saved = scrivlane({u"ai"_s, u"key"_s, u"set"_s}, " sk-cli-1 \nsecond line\n");
     QCOMPARE(saved.exitCode, 0);
     QVERIFY(!saved.out.contains(u"sk-cli"_s) && !saved.err.contains(u"sk-cli"_s));
+    // Where keys are kept is the tray app's note, not something every command repeats.
+    QCOMPARE(saved.err, QString());
 
     const QString secrets = m_home->filePath(u"data/secrets.json"_s);
     struct stat info {};
@@ -177,6 +179,7 @@ void TestAiCommands::keyCompleteAndClear()
     const Run reply = scrivlane({u"ai"_s, u"complete"_s, u" Say hi "_s});
     QCOMPARE(reply.exitCode, 0);
     QCOMPARE(reply.out, u"Hi!\n"_s);
+    QCOMPARE(reply.err, QString());
     QCOMPARE(m_server.requests().size(), 1);
     const RecordedRequest& request = m_server.requests().first();
     QCOMPARE(request.path, QByteArray("/v1/chat/completions"));
@@ -189,7 +192,7 @@ void TestAiCommands::keyCompleteAndClear()
     const Run noKey = scrivlane({u"ai"_s, u"complete"_s, u"x"_s});
     QCOMPARE(noKey.exitCode, 1);
     QCOMPARE(noKey.out, QString());
-    QCOMPARE(noKey.lastErrLine(), u"API key not set"_s);
+    QCOMPARE(noKey.lastErrLine(), u"scrivlane: API key not set"_s);
     QCOMPARE(m_server.requests().size(), 1);
 }
 
@@ -199,9 +202,12 @@ void TestAiCommands::completeFailures_data()
     QTest::addColumn<QString>("error");
 
     QTest::newRow("api error") << CannedReply{401, R"({"error":{"message":"Invalid key"}})"}
-                               << u"API error 401: Invalid key"_s;
+                               << u"scrivlane: API error 401: Invalid key"_s;
     QTest::newRow("empty") << CannedReply{200, R"({"choices":[]})"}
-                           << u"Empty response from model"_s;
+                           << u"scrivlane: Empty response from model"_s;
+    QTest::newRow("message over several lines")
+        << CannedReply{500, "{\"error\":{\"message\":\"upstream\\nfailed\\n\\ttry later\"}}"}
+        << u"scrivlane: API error 500: upstream failed try later"_s;
 }
 
 void TestAiCommands::completeFailures()
@@ -216,7 +222,7 @@ void TestAiCommands::completeFailures()
     const Run r = scrivlane({u"ai"_s, u"complete"_s, u"x"_s});
     QCOMPARE(r.exitCode, 1);
     QCOMPARE(r.out, QString());
-    QCOMPARE(r.lastErrLine(), error);
+    QCOMPARE(r.err, error + u"\n"_s);
 }
 
 void TestAiCommands::enterpriseWireFormat()
@@ -241,28 +247,40 @@ void TestAiCommands::models_data()
 {
     QTest::addColumn<QString>("provider");
     QTest::addColumn<bool>("listening");
+    QTest::addColumn<int>("status");
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QString>("out");
+    QTest::addColumn<QString>("error"); // the start of standard error; none: exit 0
 
     QTest::newRow("custom")
-        << u"custom"_s << true << QByteArray(R"({"data":[{"id":"b"},{"id":"tts-1"},{"id":"a"}]})")
-        << uR"({"model":"a","availableModels":["a","b"],"ollamaDetected":null})"_s;
+        << u"custom"_s << true << 200
+        << QByteArray(R"({"data":[{"id":"b"},{"id":"tts-1"},{"id":"a"}]})")
+        << uR"({"model":"a","availableModels":["a","b"],"ollamaDetected":null})"_s << QString();
+    QTest::newRow("custom refuses the key")
+        << u"custom"_s << true << 401 << QByteArray(R"({"error":"bad key"})")
+        << uR"({"model":"","availableModels":[],"ollamaDetected":null})"_s
+        << u"scrivlane: could not list the provider's models: "_s;
     QTest::newRow("ollama running")
-        << u"ollama"_s << true << QByteArray(R"({"models":[{"name":"qwen"},{"name":"llama3.2"}]})")
-        << uR"({"model":"llama3.2","availableModels":["qwen","llama3.2"],"ollamaDetected":true})"_s;
+        << u"ollama"_s << true << 200
+        << QByteArray(R"({"models":[{"name":"qwen"},{"name":"llama3.2"}]})")
+        << uR"({"model":"llama3.2","availableModels":["qwen","llama3.2"],"ollamaDetected":true})"_s
+        << QString();
     QTest::newRow("ollama not running")
-        << u"ollama"_s << false << QByteArray()
-        << uR"({"model":"llama3.2","availableModels":[],"ollamaDetected":false})"_s;
+        << u"ollama"_s << false << 200 << QByteArray()
+        << uR"({"model":"llama3.2","availableModels":[],"ollamaDetected":false})"_s
+        << u"scrivlane: could not list the provider's models: "_s;
 }
 
 void TestAiCommands::models()
 {
     QFETCH(QString, provider);
     QFETCH(bool, listening);
+    QFETCH(int, status);
     QFETCH(QByteArray, body);
     QFETCH(QString, out);
+    QFETCH(QString, error);
 
-    m_server.setReply({200, body});
+    m_server.setReply({status, body});
     const quint16 port = listening ? m_server.port() : HttpTestServer::unusedPort();
     setUp({{u"ai"_s, u"provider"_s, provider},
            {u"config"_s, u"set"_s, u"ai_base_url"_s, m_server.baseUrl()},
@@ -270,8 +288,10 @@ void TestAiCommands::models()
     if (provider == u"custom"_s)
         QCOMPARE(scrivlane({u"ai"_s, u"key"_s, u"set"_s}, "k\n").exitCode, 0);
     const Run r = scrivlane({u"ai"_s, u"models"_s});
-    QCOMPARE(r.exitCode, 0);
+    QCOMPARE(r.exitCode, error.isEmpty() ? 0 : 1);
     QCOMPARE(r.out, out + u"\n"_s);
+    if (!error.isEmpty())
+        QVERIFY2(r.lastErrLine().startsWith(error), qPrintable(r.err));
 }
 
 void TestAiCommands::connectionTest_data()

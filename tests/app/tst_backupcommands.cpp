@@ -23,6 +23,8 @@ private:
 
 private Q_SLOTS:
     void exportThenRestoreElsewhere();
+    void exportFailuresSayWhy_data();
+    void exportFailuresSayWhy();
 };
 
 void TestBackupCommands::exportThenRestoreElsewhere()
@@ -66,6 +68,30 @@ void TestBackupCommands::exportThenRestoreElsewhere()
     QCOMPARE(
         scrivlane(second.path(), {u"backup"_s, u"export"_s, backups.filePath(u"none"_s)}).exitCode,
         1);
+}
+
+void TestBackupCommands::exportFailuresSayWhy_data()
+{
+    QTest::addColumn<QString>("target"); // under a temporary folder
+    QTest::addColumn<QString>("line");   // standard error, one line
+
+    QTest::newRow("missing folder")
+        << u"none"_s << u"Export failed: The folder TARGET does not exist."_s;
+    QTest::newRow("a file") << u"file.txt"_s << u"Export failed: TARGET is not a folder."_s;
+}
+
+void TestBackupCommands::exportFailuresSayWhy()
+{
+    QFETCH(QString, target);
+    QFETCH(QString, line);
+    QTemporaryDir home, backups;
+    QFile file(backups.filePath(u"file.txt"_s));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.close();
+    const QString path = backups.filePath(target);
+    const CommandRun run = scrivlane(home.path(), {u"backup"_s, u"export"_s, path});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QString(line).replace(u"TARGET"_s, path));
 }
 
 QTEST_GUILESS_MAIN(TestBackupCommands)

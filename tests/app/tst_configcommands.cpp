@@ -45,6 +45,11 @@ private Q_SLOTS:
     void handEditedReadsAsDefault();
     void backupAfterBadHandEdit_data();
     void backupAfterBadHandEdit();
+    void commandLineChangesReachSync_data();
+    void commandLineChangesReachSync();
+    void settingsThatCannotBeWrittenFail_data();
+    void settingsThatCannotBeWrittenFail();
+    void settingsThatCannotBeParsedStayAsTheyAre();
 };
 
 void TestConfigCommands::refused_data()
@@ -182,6 +187,101 @@ void TestConfigCommands::backupAfterBadHandEdit()
     QCOMPARE(restored.out, u"\u2713 settings restored\n"_s);
     QCOMPARE(scrivlane({u"config"_s, u"get"_s, u"tw_soundVolume"_s}).out,
              QString::number(volume) + u"\n"_s);
+}
+
+void TestConfigCommands::commandLineChangesReachSync_data()
+{
+    QTest::addColumn<bool>("syncOn");
+    QTest::addColumn<bool>("throughBackup"); // else config set
+    QTest::addColumn<QString>("shared");     // the expansion switch in the shared file
+
+    QTest::newRow("config set, sync on") << true << false << u"false"_s;
+    QTest::newRow("config set, sync off") << false << false << QString();
+    QTest::newRow("backup restore, sync on") << true << true << u"false"_s;
+}
+
+// Other machines hear of a change made on the command line as of one made in the app.
+void TestConfigCommands::commandLineChangesReachSync()
+{
+    QFETCH(bool, syncOn);
+    QFETCH(bool, throughBackup);
+    QFETCH(QString, shared);
+    const QString folder = m_home->filePath(u"shared"_s);
+    QVERIFY(QDir().mkpath(folder));
+    QCOMPARE(scrivlane({u"config"_s, u"set"_s, u"tw_syncFolder"_s, folder}).exitCode, 0);
+    QCOMPARE(scrivlane({u"config"_s, u"set"_s, u"tw_iCloudSyncEnabled"_s,
+                        syncOn ? u"true"_s : u"false"_s})
+                 .exitCode,
+             0);
+    if (throughBackup) {
+        QCOMPARE(scrivlane({u"config"_s, u"set"_s, u"tw_expansionEnabled"_s, u"false"_s}).exitCode,
+                 0);
+        QTemporaryDir backups;
+        const CommandRun exported = scrivlane({u"backup"_s, u"export"_s, backups.path()});
+        QCOMPARE(exported.exitCode, 0);
+        QFile::remove(QDir(folder).filePath(u"ScrivLane-Preferences.json"_s));
+        QCOMPARE(scrivlane({u"config"_s, u"set"_s, u"tw_soundVolume"_s, u"0.3"_s}).exitCode, 0);
+        const CommandRun restored = scrivlane({u"backup"_s, u"restore"_s, exported.out.trimmed()});
+        QVERIFY2(restored.exitCode == 0, qPrintable(restored.err));
+    } else {
+        QCOMPARE(scrivlane({u"config"_s, u"set"_s, u"tw_expansionEnabled"_s, u"false"_s}).exitCode,
+                 0);
+    }
+    QFile file(QDir(folder).filePath(u"ScrivLane-Preferences.json"_s));
+    if (shared.isEmpty()) {
+        QVERIFY(!file.exists());
+        return;
+    }
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QJsonObject object = QJsonDocument::fromJson(file.readAll()).object();
+    QCOMPARE(object.value(u"tw_expansionEnabled"_s).toVariant().toString(), shared);
+    if (throughBackup) // the volume of the backup, not the one set after it
+        QCOMPARE(object.value(u"tw_soundVolume"_s).toDouble(), 0.8);
+}
+
+void TestConfigCommands::settingsThatCannotBeWrittenFail_data()
+{
+    QTest::addColumn<QStringList>("command");
+    QTest::newRow("config set") << QStringList{u"config"_s, u"set"_s, u"tw_soundVolume"_s,
+                                               u"0.5"_s};
+    QTest::newRow("backup restore") << QStringList{u"backup"_s, u"restore"_s, u"BACKUP"_s};
+    QTest::newRow("sound import") << QStringList{u"sound"_s, u"import"_s, u"WAV"_s};
+}
+
+// A folder where settings.ini belongs: no write can succeed, and none may claim to.
+void TestConfigCommands::settingsThatCannotBeWrittenFail()
+{
+    QFETCH(QStringList, command);
+    QTemporaryDir backups;
+    const CommandRun exported = scrivlane({u"backup"_s, u"export"_s, backups.path()});
+    QCOMPARE(exported.exitCode, 0);
+    command.replaceInStrings(u"BACKUP"_s, exported.out.trimmed());
+    // 8 kHz, mono, 8-bit: four samples.
+    QFile wav(backups.filePath(u"beep.wav"_s));
+    QVERIFY(wav.open(QIODevice::WriteOnly));
+    wav.write(QByteArray("RIFF\x28\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1f\0\0\x40\x1f\0\0"
+                         "\1\0\x08\0data\4\0\0\0\x80\x90\x80\x70",
+                         48));
+    wav.close();
+    command.replaceInStrings(u"WAV"_s, wav.fileName());
+    QFile::remove(iniPath());
+    QVERIFY(QDir().mkpath(iniPath()));
+    const CommandRun run = scrivlane(command);
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.lastErrLine().contains(iniPath()), qPrintable(run.err));
+}
+
+void TestConfigCommands::settingsThatCannotBeParsedStayAsTheyAre()
+{
+    QVERIFY(QDir().mkpath(m_home->filePath(u"config"_s)));
+    QFile file(iniPath());
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("[General\ntw_soundVolume=0.2\n");
+    file.close();
+    const CommandRun run = scrivlane({u"config"_s, u"set"_s, u"tw_soundVolume"_s, u"0.5"_s});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, u"scrivlane: cannot parse "_s + iniPath() + u"; nothing was changed\n"_s);
+    QCOMPARE(ini(), QByteArray("[General\ntw_soundVolume=0.2\n"));
 }
 
 QTEST_GUILESS_MAIN(TestConfigCommands)

@@ -77,7 +77,10 @@ void TestPrivateFiles::firstCommandLeavesEverythingPrivate_data()
 void TestPrivateFiles::firstCommandLeavesEverythingPrivate()
 {
     QFETCH(QStringList, arguments);
-    put(u"in/tone.wav"_s, "RIFF....WAVE");
+    // 8 kHz, mono, 8-bit: four samples.
+    put(u"in/tone.wav"_s, QByteArray("RIFF\x28\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1f\0\0"
+                                     "\x40\x1f\0\0\1\0\x08\0data\4\0\0\0\x80\x90\x80\x70",
+                                     48));
     QVERIFY(QDir().mkpath(m_home->filePath(u"out"_s)));
     for (QString& argument : arguments)
         argument.replace(u"@"_s, m_home->path());

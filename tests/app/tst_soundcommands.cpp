@@ -102,7 +102,7 @@ void TestSoundCommands::failures_data()
         << QStringList{u"sound"_s, u"stop"_s} << 2 << u"expected list"_s;
     QTest::newRow("import missing file")
         << QStringList{u"sound"_s, u"import"_s, u"/no/such/file.wav"_s} << 1
-        << u"cannot copy /no/such/file.wav"_s;
+        << u"sound import: /no/such/file.wav: not a file"_s;
     QTest::newRow("import without file")
         << QStringList{u"sound"_s, u"import"_s} << 2 << u"missing FILE"_s;
     QTest::newRow("play unknown") << QStringList{u"sound"_s, u"play"_s, u"tink"_s} << 1

@@ -4,6 +4,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -41,6 +42,7 @@ private Q_SLOTS:
     void badInputChangesNothing_data();
     void badInputChangesNothing();
     void unreadableLibrary();
+    void parallelCategoriesTakeTheirOwnPlaces();
 };
 
 void TestStoreCommands::snippetsAndCategories()
@@ -130,6 +132,8 @@ void TestStoreCommands::badInputChangesNothing_data()
     QTest::newRow("no abbreviation") << QStringList{u"snippet"_s, u"add"_s, u"--text"_s, u"x"_s};
     QTest::newRow("unknown action") << QStringList{u"snippet"_s, u"frob"_s};
     QTest::newRow("missing name") << QStringList{u"category"_s, u"add"_s};
+    QTest::newRow("empty name") << QStringList{u"category"_s, u"add"_s, QString()};
+    QTest::newRow("name of spaces") << QStringList{u"category"_s, u"add"_s, u" \t "_s};
     QTest::newRow("text and rtf") << QStringList{
         u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"a"_s,
         u"--text"_s,  u"x"_s,   u"--rtf-file"_s,     u"/dev/null"_s};
@@ -164,6 +168,32 @@ void TestStoreCommands::unreadableLibrary()
     QVERIFY(run.err.contains(u"not a database"_s));
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.readAll(), QByteArray(2048, 'z'));
+}
+
+// Each process counts the categories it has read; the later writer must not take the same place.
+void TestStoreCommands::parallelCategoriesTakeTheirOwnPlaces()
+{
+    ok({u"category"_s, u"add"_s, u"first"_s});
+    constexpr int count = 6;
+    std::vector<std::unique_ptr<QProcess>> adds;
+    for (int i = 0; i < count; ++i) {
+        auto add = std::make_unique<QProcess>();
+        add->setProcessEnvironment(homeEnvironment(m_home->path()));
+        add->start(QStringLiteral(SCRIVLANE_EXECUTABLE),
+                   {u"category"_s, u"add"_s, u"c"_s + QString::number(i)});
+        adds.push_back(std::move(add));
+    }
+    for (auto& add : adds) {
+        QVERIFY(add->waitForFinished(30000));
+        QCOMPARE(add->exitCode(), 0);
+    }
+    const QJsonArray categories =
+        QJsonDocument::fromJson(ok({u"category"_s, u"list"_s}).toUtf8()).array();
+    QCOMPARE(categories.size(), count + 1);
+    QSet<qint64> places;
+    for (const QJsonValue& c : categories)
+        places.insert(c.toObject().value(u"sortOrder"_s).toInteger());
+    QCOMPARE(places.size(), count + 1);
 }
 
 QTEST_GUILESS_MAIN(TestStoreCommands)

@@ -166,6 +166,8 @@ private Q_SLOTS:
     void sessionFilesArePrivate();
     void secondInstanceDoesNotStart_data();
     void secondInstanceDoesNotStart();
+    void settingsChangedOutsideTakeEffectAtOnce();
+    void clipboardOutlivesTheApp(); // last: it ends the app
 };
 
 void TestExpansionEndToEnd::plainSnippetWithCursor()
@@ -362,6 +364,58 @@ void TestExpansionEndToEnd::secondInstanceDoesNotStart()
     QVERIFY(second.waitForFinished(10000));
     QCOMPARE(second.exitCode(), 0);
     QVERIFY(QString::fromUtf8(second.readAllStandardError()).contains(u"already running"_s));
+}
+
+// The command line writes the settings file; the running app follows within a second.
+void TestExpansionEndToEnd::settingsChangedOutsideTakeEffectAtOnce()
+{
+    QVERIFY(scrivlane({u"config"_s, u"set"_s, u"tw_expansionEnabled"_s, u"false"_s}));
+    QTest::qWait(1000);
+    QVERIFY(type(u"x;sig"_s));
+    QTest::qWait(1500);
+    QCOMPARE(received(), u"x;sig"_s);
+
+    clearField();
+    QVERIFY(scrivlane({u"config"_s, u"set"_s, u"tw_expansionEnabled"_s, u"true"_s}));
+    QVERIFY(scrivlane({u"config"_s, u"set"_s, u"ai_model"_s, u"model-set-outside"_s}));
+    QTest::qWait(1000);
+    QVERIFY(type(u"x;sig"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(received(), u"xBest regards,!"_s, 5000);
+    QTest::qWait(700);
+
+    clearField();
+    m_ai.clearRequests();
+    m_ai.setReply(
+        {200, R"({"choices":[{"message":{"role":"assistant","content":"Hi"}}]})", 0ms, false});
+    QVERIFY(type(u";ai"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(received(), u"Q: Hi end"_s, 10000);
+    QCOMPARE(m_ai.requests().size(), 1);
+    QVERIFY(m_ai.requests().at(0).body.contains("model-set-outside"));
+    QTest::qWait(700);
+}
+
+// After an expansion the app serves the user's clipboard; quitting must not empty it, with no
+// clipboard manager running to take it over.
+void TestExpansionEndToEnd::clipboardOutlivesTheApp()
+{
+    QVERIFY(xclipIn(u"clipboard"_s, u"UTF8_STRING"_s, "kept after quitting"));
+    QTest::qWait(300);
+    QVERIFY(type(u";cb"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(received(), u"[kept after quitting]"_s, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(xclipOut(u"clipboard"_s, u"UTF8_STRING"_s),
+                              QByteArray("kept after quitting"), 5000);
+    m_app.terminate();
+    QVERIFY(m_app.waitForFinished(10000));
+    QTRY_COMPARE_WITH_TIMEOUT(xclipOut(u"clipboard"_s, u"UTF8_STRING"_s),
+                              QByteArray("kept after quitting"), 5000);
+    // The keeper leaves once another application owns the clipboard.
+    QVERIFY(xclipIn(u"clipboard"_s, u"UTF8_STRING"_s, "someone else's"));
+    QTRY_COMPARE_WITH_TIMEOUT(xclipOut(u"clipboard"_s, u"UTF8_STRING"_s),
+                              QByteArray("someone else's"), 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        EndToEnd::output(u"pgrep"_s, {u"-f"_s, u"--"_s, u"--keep-clipboard "_s + m_runtime.path()})
+            .isEmpty(),
+        5000);
 }
 
 QTEST_GUILESS_MAIN(TestExpansionEndToEnd)

@@ -3,11 +3,14 @@
 #include "library/SnippetEntity.h"
 #include "platform/sqlite/SqliteDatabase.h"
 
+#include <QProcess>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 #include <thread>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -111,6 +114,12 @@ private Q_SLOTS:
     void syncEvents();
     void enableSyncAndRelaunch();
     void externalChangesAreMerged();
+    void changesSeenDuringSteadyWrites();
+    void unusableFileReadOnceRepaired_data() { unusableFilesAreLeftAlone_data(); }
+    void unusableFileReadOnceRepaired();
+    void unwritableLibraryStillLists_data();
+    void unwritableLibraryStillLists();
+    void libraryWrittenOnceWritableAgain();
 };
 
 void TestPersistenceController::everyAttributeSurvivesReopen()
@@ -358,6 +367,8 @@ void TestPersistenceController::unusableFilesAreLeftAlone_data()
     QTest::newRow("newer version")
         << QByteArray("CREATE TABLE keep(x); PRAGMA user_version = 99;") << u"newer version"_s;
     QTest::newRow("not a database") << QByteArray() << u"not a database"_s;
+    QTest::newRow("negative version")
+        << QByteArray("CREATE TABLE keep(x); PRAGMA user_version = -1;") << u"format number -1"_s;
 }
 
 void TestPersistenceController::unusableFilesAreLeftAlone()
@@ -631,6 +642,8 @@ void TestPersistenceController::externalChangesAreMerged()
     auto app = open(/*watch=*/true);
     SnippetEntity* edited = addSnippet(*app, u"edited"_s);
     SnippetEntity* removed = addSnippet(*app, u"removed"_s);
+    removed->setExpandedText(QString(100'000, u'r'));
+    const QString removedText = *removed->expandedText(); // shared until the record is freed
     app->save();
     edited->setTitle(u"local title"_s); // unsaved here while another process writes
 
@@ -646,6 +659,7 @@ void TestPersistenceController::externalChangesAreMerged()
     QSignalSpy changed(app.get(), &PersistenceController::remoteStoreChanged);
     QVERIFY(changed.wait(5000));
     QVERIFY(!app->contains(removed));
+    QVERIFY2(removedText.isDetached(), "a record deleted elsewhere is freed at once");
     QCOMPARE(app->fetchAllSnippets().size(), 2);
     QCOMPARE(edited->title(), std::optional(u"local title"_s));       // ours wins
     QCOMPARE(edited->expandedText(), std::optional(u"their text"_s)); // theirs merged
@@ -654,6 +668,170 @@ void TestPersistenceController::externalChangesAreMerged()
     SnippetEntity* stored = reopened->snippetWithId(*edited->id());
     QCOMPARE(stored->title(), std::optional(u"local title"_s));
     QCOMPARE(stored->expandedText(), std::optional(u"their text"_s));
+}
+
+// Another process writing every 50 ms, without a pause, still gets its changes seen.
+void TestPersistenceController::changesSeenDuringSteadyWrites()
+{
+    auto app = open(/*watch=*/true);
+    addSnippet(*app, u"first"_s);
+    app->save();
+    auto other = open();
+    SnippetEntity* theirs = other->fetchAllSnippets().at(0);
+    int writes = 0;
+    QTimer writer;
+    writer.setInterval(50);
+    connect(&writer, &QTimer::timeout, this, [&] {
+        theirs->setTitle(QString::number(++writes));
+        other->save();
+    });
+    QSignalSpy changed(app.get(), &PersistenceController::remoteStoreChanged);
+    writer.start();
+    const bool seen = changed.wait(1000);
+    writer.stop();
+    QVERIFY2(seen, "nothing merged within a second of steady writes");
+    QVERIFY(app->fetchAllSnippets().at(0)->title().has_value());
+}
+
+// The running app finds its library again once the file is readable, without a restart.
+void TestPersistenceController::unusableFileReadOnceRepaired()
+{
+    QFETCH(QByteArray, setupSql);
+    QFETCH(QString, reason);
+    const QString good = m_dir.filePath(u"good.sqlite"_s);
+    QFile::remove(good);
+    {
+        PersistenceController::Options options;
+        options.databasePath = good;
+        options.watchForExternalChanges = false;
+        PersistenceController other(std::move(options));
+        addSnippet(other, u"kept"_s);
+        other.save();
+    }
+    if (setupSql.isEmpty()) {
+        QFile file(path());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray(4096, 'x'));
+    } else {
+        SqliteDatabase db;
+        QVERIFY(db.open(path(), true));
+        QVERIFY(db.exec(QString::fromLatin1(setupSql)));
+    }
+    auto app = open(/*watch=*/true);
+    QVERIFY(!app->isAvailable());
+    QVERIFY2(app->syncError().contains(reason), qPrintable(app->syncError()));
+    QSignalSpy available(app.get(), &PersistenceController::availableChanged);
+    QSignalSpy changed(app.get(), &PersistenceController::remoteStoreChanged);
+
+    QVERIFY(QFile::remove(path()));
+    QVERIFY(QFile::copy(good, path()));
+    QVERIFY(available.wait(PersistenceController::reopenIntervalMs + 3000));
+    QVERIFY(app->isAvailable());
+    QCOMPARE(app->syncError(), QString());
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(app->fetchAllSnippets().size(), 1);
+    addSnippet(*app, u"after"_s);
+    app->save();
+    QCOMPARE(app->syncError(), QString());
+    QCOMPARE(open()->fetchAllSnippets().size(), 2);
+}
+
+void TestPersistenceController::unwritableLibraryStillLists_data()
+{
+    QTest::addColumn<bool>("folder"); // else the file itself
+    QTest::newRow("read-only file") << false;
+    QTest::newRow("read-only folder") << true;
+}
+
+// Listing and exporting need no writing. Root ignores modes, so it makes the file or folder
+// immutable instead.
+void TestPersistenceController::unwritableLibraryStillLists()
+{
+    QFETCH(bool, folder);
+    QTemporaryDir dir;
+    const QString file = dir.filePath(u"ScrivLane.sqlite"_s);
+    const auto openAt = [&] {
+        PersistenceController::Options options;
+        options.databasePath = file;
+        options.watchForExternalChanges = false;
+        return std::make_unique<PersistenceController>(std::move(options));
+    };
+    {
+        auto store = openAt();
+        addSnippet(*store, u"kept"_s);
+        store->save();
+    }
+    const QString target = folder ? dir.path() : file;
+    const auto protect = [&](bool on) {
+        if (::geteuid() == 0)
+            return QProcess::execute(u"chattr"_s, {on ? u"+i"_s : u"-i"_s, target}) == 0;
+        return QFile::setPermissions(target,
+                                     on ? QFile::ReadOwner | QFile::ExeOwner
+                                        : QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    };
+    if (!protect(true))
+        QSKIP("cannot make the library unwritable here");
+    const QByteArray before = [&] {
+        QFile f(file);
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    }();
+    auto store = openAt();
+    const bool available = store->isAvailable(), readOnly = store->isReadOnly();
+    const qsizetype count = store->fetchAllSnippets().size();
+    addSnippet(*store, u"new"_s);
+    store->save();
+    const QString error = store->syncError();
+    store.reset();
+    QFile f(file);
+    const QByteArray after = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    QVERIFY(protect(false));
+    QVERIFY2(available, qPrintable(error));
+    QVERIFY(readOnly);
+    QCOMPARE(count, 1);
+    QVERIFY2(error.contains(u"cannot be written"_s), qPrintable(error));
+    QCOMPARE(after, before);
+}
+
+// The running app notices when the folder can be written again, and writes what waited.
+void TestPersistenceController::libraryWrittenOnceWritableAgain()
+{
+    QTemporaryDir dir;
+    const QString file = dir.filePath(u"ScrivLane.sqlite"_s);
+    const auto openAt = [&](bool watch) {
+        PersistenceController::Options options;
+        options.databasePath = file;
+        options.watchForExternalChanges = watch;
+        return std::make_unique<PersistenceController>(std::move(options));
+    };
+    {
+        auto store = openAt(false);
+        addSnippet(*store, u"kept"_s);
+        store->save();
+    }
+    const auto protect = [&](bool on) {
+        if (::geteuid() == 0)
+            return QProcess::execute(u"chattr"_s, {on ? u"+i"_s : u"-i"_s, dir.path()}) == 0;
+        return QFile::setPermissions(dir.path(),
+                                     on ? QFile::ReadOwner | QFile::ExeOwner
+                                        : QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    };
+    if (!protect(true))
+        QSKIP("cannot make the library unwritable here");
+    auto store = openAt(true);
+    const bool readOnly = store->isReadOnly();
+    addSnippet(*store, u"waited"_s);
+    store->save();
+    const bool pending = store->hasChanges();
+    QVERIFY(protect(false));
+    QVERIFY(readOnly);
+    QVERIFY(pending);
+    QSignalSpy available(store.get(), &PersistenceController::availableChanged);
+    QVERIFY(available.wait(PersistenceController::reopenIntervalMs + 3000));
+    QVERIFY(!store->isReadOnly());
+    QVERIFY(!store->hasChanges());
+    QCOMPARE(store->syncError(), QString());
+    store.reset();
+    QCOMPARE(openAt(false)->fetchAllSnippets().size(), 2);
 }
 
 QTEST_GUILESS_MAIN(TestPersistenceController)

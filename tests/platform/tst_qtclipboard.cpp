@@ -55,6 +55,9 @@ private Q_SLOTS:
     void userContentComesBack();
     void restoreWaitsForTheRead();
     void textIsReadableFromAnyThread();
+    void quittingMidExpansionGivesItBack_data();
+    void quittingMidExpansionGivesItBack();
+    void passwordsAreNotKeptAndKeepTheirMark();
 };
 
 void TestQtClipboard::userContentComesBack_data()
@@ -150,6 +153,55 @@ void TestQtClipboard::textIsReadableFromAnyThread()
     std::optional<QString> fromThread;
     std::thread([&] { fromThread = clipboard.plainText(); }).join();
     QCOMPARE(fromThread, std::optional(u"seen"_s));
+}
+
+void TestQtClipboard::quittingMidExpansionGivesItBack_data()
+{
+    QTest::addColumn<bool>("restoreStarted"); // waiting for the application's read
+    QTest::newRow("before the restore") << false;
+    QTest::newRow("while the restore waits") << true;
+}
+
+// The app quits (a signal, the tray's Quit) with the expansion on the clipboard.
+void TestQtClipboard::quittingMidExpansionGivesItBack()
+{
+    QFETCH(bool, restoreStarted);
+    QVERIFY(xclip({u"-i"_s}, "the user's"));
+    {
+        QtClipboard clipboard;
+        SavedClipboard saved;
+        QTRY_VERIFY((saved = clipboard.save(PasteSelections::clipboardAndPrimary))
+                        .clipboard.contains(ClipboardEntry{u"text/plain"_s, "the user's"}));
+        clipboard.write({{u"text/plain"_s, "expansion"}}, PasteSelections::clipboardAndPrimary);
+        if (restoreStarted)
+            clipboard.restore(saved, [] {});
+    }
+    QCOMPARE(xclip({u"-o"_s}), std::optional(QByteArray("the user's")));
+}
+
+// What a password manager copies: its text is not cached between expansions, and an
+// expansion gives it back with the mark that lets the manager clear it later.
+void TestQtClipboard::passwordsAreNotKeptAndKeepTheirMark()
+{
+    QtClipboard clipboard;
+    QVERIFY(xclip({u"-i"_s}, "plain"));
+    QTRY_COMPARE(clipboard.plainText(), std::optional(u"plain"_s));
+    auto* secret = new QMimeData;
+    secret->setText(u"hunter2"_s);
+    secret->setData(u"x-kde-passwordManagerHint"_s, "secret");
+    QGuiApplication::clipboard()->setMimeData(secret);
+    QTRY_COMPARE(clipboard.plainText(), std::nullopt);
+
+    const SavedClipboard saved = clipboard.save(PasteSelections::clipboard);
+    clipboard.write({{u"text/plain"_s, "expansion"}}, PasteSelections::clipboard);
+    QCOMPARE(xclip({u"-o"_s}), std::optional(QByteArray("expansion")));
+    bool done = false;
+    clipboard.restore(saved, [&] { done = true; });
+    QTRY_VERIFY(done);
+    QCOMPARE(xclip({u"-o"_s}), std::optional(QByteArray("hunter2")));
+    QCOMPARE(xclip({u"-t"_s, u"x-kde-passwordManagerHint"_s, u"-o"_s}),
+             std::optional(QByteArray("secret")));
+    QCOMPARE(clipboard.plainText(), std::nullopt);
 }
 
 int main(int argc, char** argv)

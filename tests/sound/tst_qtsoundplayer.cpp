@@ -11,7 +11,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QByteArray wavHeader(quint16 format, quint16 channels, quint32 dataSize)
+QByteArray wavHeader(quint16 format, quint16 channels, quint32 dataSize, quint32 rate = 44100,
+                     quint16 bits = 16, quint32 byteRate = 0)
 {
     QByteArray b("RIFF....WAVEfmt ");
     const auto put32 = [&b](quint32 v) {
@@ -27,10 +28,10 @@ QByteArray wavHeader(quint16 format, quint16 channels, quint32 dataSize)
     put32(16);
     put16(format);
     put16(channels);
-    put32(44100);
-    put32(44100u * channels * 2);
-    put16(quint16(channels * 2));
-    put16(16);
+    put32(rate);
+    put32(byteRate ? byteRate : rate * channels * (bits / 8));
+    put16(quint16(channels * (bits / 8)));
+    put16(bits);
     b.append("data");
     put32(dataSize);
     b.append(QByteArray(qsizetype(dataSize), '\0'));
@@ -63,6 +64,13 @@ void TestQtSoundPlayer::playableWav_data()
     QTest::newRow("cut short") << wavHeader(1, 1, 8).left(30) << false;
     QTest::newRow("not riff") << QByteArray("ID3\3\0\0\0\0\0\0 an mp3 frame", 24) << false;
     QTest::newRow("empty") << QByteArray() << false;
+    // Qt Multimedia divides by these fields: the process would die of SIGFPE.
+    QTest::newRow("1 Hz") << wavHeader(1, 1, 8, 1) << false;
+    QTest::newRow("0 Hz") << wavHeader(1, 1, 8, 0) << false;
+    QTest::newRow("0 bits") << wavHeader(1, 1, 8, 44100, 0) << false;
+    QTest::newRow("byte rate disagrees") << wavHeader(1, 1, 8, 44100, 16, 3) << false;
+    QTest::newRow("8 kHz 8-bit") << wavHeader(1, 1, 8, 8000, 8) << true;
+    QTest::newRow("longer than a feedback sound") << wavHeader(1, 1, 8000 * 2 * 11, 8000) << false;
 }
 
 void TestQtSoundPlayer::playableWav()

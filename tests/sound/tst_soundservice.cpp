@@ -256,6 +256,8 @@ void TestSoundService::failedImportKeepsSettings_data()
     QTest::newRow("source is a folder") << u"folder"_s;
     QTest::newRow("sounds folder cannot be made") << u"blocked"_s;
     QTest::newRow("a link where the copy goes") << u"link"_s;
+    QTest::newRow("a WAV at 1 Hz, which the player divides by") << u"1 Hz"_s;
+    QTest::newRow("larger than a feedback sound") << u"huge"_s;
 }
 
 void TestSoundService::failedImportKeepsSettings()
@@ -266,6 +268,15 @@ void TestSoundService::failedImportKeepsSettings()
         source = m_dir->filePath(u"new/none.wav"_s);
     if (failure == u"folder"_s)
         source = m_dir->filePath(u"new"_s);
+    if (failure == u"1 Hz"_s) {
+        // PCM, mono, 16-bit, one sample a second, two samples.
+        source = writeFile(u"new/tone.wav"_s,
+                           QByteArray("RIFF\x28\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\1\0\0\0"
+                                      "\2\0\0\0\2\0\x10\0data\4\0\0\0\1\0\2\0",
+                                      48));
+    }
+    if (failure == u"huge"_s)
+        source = writeFile(u"new/tone.wav"_s, QByteArray(9 * 1024 * 1024, 'x'));
     if (failure == u"blocked"_s)
         writeFile(u"data"_s, "a file where the data folder should be");
     const QString linkTarget = writeFile(u"Documents/letter.txt"_s, "Dear Sir");

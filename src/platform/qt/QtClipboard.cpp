@@ -7,6 +7,8 @@
 
 namespace {
 
+const QString passwordManagerHint = QStringLiteral("x-kde-passwordManagerHint");
+
 // Targets of the X selection protocol itself, not contents.
 bool isProtocolTarget(const QString& format)
 {
@@ -80,7 +82,14 @@ QtClipboard::QtClipboard(QObject* parent) : QObject(parent)
     refreshText();
 }
 
-QtClipboard::~QtClipboard() = default;
+QtClipboard::~QtClipboard()
+{
+    if (!m_unrestored)
+        return;
+    putBack(QClipboard::Clipboard, m_unrestored->clipboard);
+    if (m_unrestored->primary)
+        putBack(QClipboard::Selection, *m_unrestored->primary);
+}
 
 void QtClipboard::refreshText()
 {
@@ -89,7 +98,10 @@ void QtClipboard::refreshText()
     if (dynamic_cast<const WatchedMimeData*>(data))
         return;
     std::optional<QString> text;
-    if (data && data->hasText())
+    // Password managers mark what they copy; a password is not kept here between expansions
+    // (the saved copy lives only while an expansion runs, then goes back with its mark).
+    const bool secret = data && data->data(passwordManagerHint) == "secret";
+    if (data && data->hasText() && !secret)
         text = data->text();
     std::lock_guard lock(m_lock);
     m_text = std::move(text);
@@ -107,6 +119,7 @@ SavedClipboard QtClipboard::save(PasteSelections selections)
     saved.clipboard = readSelection(QClipboard::Clipboard);
     if (selections == PasteSelections::clipboardAndPrimary)
         saved.primary = readSelection(QClipboard::Selection);
+    m_unrestored = saved;
     return saved;
 }
 
@@ -143,6 +156,7 @@ void QtClipboard::restoreWhenRead(const SavedClipboard& saved, std::function<voi
         return;
     }
     m_expansionRead.reset();
+    m_unrestored.reset();
     putBack(QClipboard::Clipboard, saved.clipboard);
     if (saved.primary)
         putBack(QClipboard::Selection, *saved.primary);

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <mutex>
+#include <optional>
 
 class QMimeData;
 
@@ -34,6 +35,9 @@ private:
     void restoreWhenRead(const SavedClipboard& saved, std::function<void()> done,
                          std::chrono::milliseconds waited);
 
+    // What the user had while an expansion holds the clipboard: given back even when the app
+    // quits (SIGTERM, SIGINT, SIGHUP) before the expansion's own restore.
+    std::optional<SavedClipboard> m_unrestored;
     mutable std::mutex m_lock;
     std::optional<QString> m_text;
     std::shared_ptr<std::atomic<bool>> m_expansionRead;

@@ -1,30 +1,13 @@
 #include "platform/qt/QtSoundPlayer.h"
 
+#include "common/WavHeader.h"
+
 #include <QAudioDevice>
 #include <QFile>
 #include <QMediaDevices>
 #include <QSoundEffect>
 #include <QTimer>
 #include <QUrl>
-#include <QtEndian>
-
-namespace {
-
-constexpr quint16 formatPcm = 1;
-constexpr quint16 formatFloat = 3;
-constexpr quint16 formatExtensible = 0xFFFE;
-
-quint32 le32(const QByteArray& bytes, qsizetype at)
-{
-    return qFromLittleEndian<quint32>(bytes.constData() + at);
-}
-
-quint16 le16(const QByteArray& bytes, qsizetype at)
-{
-    return qFromLittleEndian<quint16>(bytes.constData() + at);
-}
-
-} // namespace
 
 QtSoundPlayer::QtSoundPlayer(NamedSoundFile namedSoundFile, QObject* parent)
     : QObject(parent), m_namedSoundFile(std::move(namedSoundFile))
@@ -39,35 +22,9 @@ bool QtSoundPlayer::hasAudioOutput()
 
 std::optional<std::chrono::milliseconds> QtSoundPlayer::wavDuration(const QString& path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    // The chunks before "data" are small; the first 64 KiB hold them in any sane file.
-    const QByteArray head = file.read(64 * 1024);
-    if (head.size() < 12 || !head.startsWith("RIFF") || head.mid(8, 4) != "WAVE")
-        return std::nullopt;
-    quint32 byteRate = 0;
-    qsizetype at = 12;
-    while (at + 8 <= head.size()) {
-        const QByteArray id = head.mid(at, 4);
-        const quint32 size = le32(head, at + 4);
-        if (id == "fmt ") {
-            if (size < 16 || at + 8 + 16 > head.size())
-                return std::nullopt;
-            const quint16 format = le16(head, at + 8);
-            const quint16 channels = le16(head, at + 10);
-            const bool decodable =
-                format == formatPcm || format == formatFloat || format == formatExtensible;
-            if (!decodable || channels < 1 || channels > 2)
-                return std::nullopt;
-            byteRate = le32(head, at + 16);
-        } else if (id == "data") {
-            if (byteRate == 0 || size == 0)
-                return std::nullopt;
-            return std::chrono::milliseconds(qint64(size) * 1000 / byteRate);
-        }
-        at += 8 + qsizetype(size) + (size & 1);
-    }
+    const auto header = WavHeader::read(path);
+    if (const auto* format = std::get_if<WavHeader::Format>(&header))
+        return format->duration;
     return std::nullopt;
 }
 

@@ -3,6 +3,7 @@
 #include "common/UniqueFd.h"
 
 #include <QFile>
+#include <QUrl>
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -184,6 +185,29 @@ bool SqliteDatabase::open(const QString& path, bool create)
     }
     sqlite3_extended_result_codes(db, 1);
     return exec(QStringLiteral("PRAGMA foreign_keys = ON"));
+}
+
+bool SqliteDatabase::openImmutable(const QString& path)
+{
+    m_db.reset();
+    sqlite3* db = nullptr;
+    const QByteArray uri = "file:" + QUrl::toPercentEncoding(path, "/") + "?immutable=1";
+    const int code =
+        sqlite3_open_v2(uri.constData(), &db,
+                        SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_FULLMUTEX, nullptr);
+    m_db.reset(db);
+    if (code != SQLITE_OK) {
+        recordError(code);
+        m_db.reset();
+        return false;
+    }
+    sqlite3_extended_result_codes(db, 1);
+    return true;
+}
+
+bool SqliteDatabase::isReadOnly() const
+{
+    return m_db && sqlite3_db_readonly(m_db.get(), "main") == 1;
 }
 
 void SqliteDatabase::recordError(int code)

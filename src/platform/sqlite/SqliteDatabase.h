@@ -59,6 +59,11 @@ public:
 
     // Opens (and creates, when asked) the file. Extended result codes, foreign keys on.
     bool open(const QString& path, bool create);
+    // For a file nobody can write now (a read-only file, folder or disk): read without locks
+    // or a write-ahead index, as the file stands.
+    bool openImmutable(const QString& path);
+    // Opened, but writes would fail (SQLite fell back to reading a write-protected file).
+    bool isReadOnly() const;
     bool isOpen() const { return m_db != nullptr; }
     void close() { m_db.reset(); }
 
