@@ -27,6 +27,7 @@ ContentViewModel::ContentViewModel(Dependencies dependencies, EditorState* edito
     connect(store, &PersistenceController::didSave, this, &ContentViewModel::refresh);
     connect(store, &PersistenceController::remoteStoreChanged, this, &ContentViewModel::refresh);
     connect(store, &PersistenceController::isSyncingChanged, this, &ContentViewModel::listChanged);
+    connect(store, &PersistenceController::availableChanged, this, &ContentViewModel::refresh);
     refresh();
 }
 
@@ -121,6 +122,9 @@ void ContentViewModel::setSearchText(const QString& text)
 
 ContentViewModel::EmptyList ContentViewModel::emptyList() const
 {
+    // A library that cannot be opened says why, rather than looking empty.
+    if (!m_dependencies.store->isAvailable())
+        return EmptyList::unavailable;
     if (m_list->rowCount() > 0)
         return EmptyList::none;
     return m_dependencies.store->isSyncing() ? EmptyList::syncing : EmptyList::noSnippets;

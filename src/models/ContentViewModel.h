@@ -38,7 +38,7 @@ public:
         noSettingsSection, // "Select a settings section"
     };
     // What the snippet list shows when it has no rows.
-    enum class EmptyList { none, syncing, noSnippets };
+    enum class EmptyList { none, syncing, noSnippets, unavailable };
     enum class UnsavedChoice { save, discard, cancel };
 
     struct Dependencies {

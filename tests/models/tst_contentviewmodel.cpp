@@ -7,6 +7,7 @@
 #include "support/VirtualClock.h"
 
 #include <QAbstractItemModelTester>
+#include <QFile>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -63,6 +64,7 @@ private Q_SLOTS:
     void deletingTheShownCategoryReturnsToAllSnippets();
     void selectionForgetsWhatLeftTheLibrary();
     void moveToNoneUncategorisesAllInOneSave();
+    void unreadableLibraryIsNotEmpty();
     void syncSuggestion_data();
     void syncSuggestion();
 };
@@ -236,6 +238,24 @@ void TestContentViewModel::syncSuggestion()
     QCOMPARE(shown.count(), suggested);
     QCOMPARE(Preferences::flag(*m_library->settings, Preferences::hasShownSyncPrompt),
              !syncOn || alreadyShown);
+}
+
+// A damaged file must not pass for an empty library, where "Create Snippet" would invite
+// writing over it.
+void TestContentViewModel::unreadableLibraryIsNotEmpty()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(u"library.sqlite"_s);
+    QFile garbage(path);
+    QVERIFY(garbage.open(QIODevice::WriteOnly) && garbage.write(QByteArray(4096, 'x')) > 0);
+    garbage.close();
+    PersistenceController::Options options;
+    options.databasePath = path;
+    options.watchForExternalChanges = false;
+    PersistenceController store(std::move(options));
+    QVERIFY(!store.isAvailable());
+    ContentViewModel model({&store, m_library->settings.get(), &m_clock, {}}, &m_editor);
+    QCOMPARE(model.emptyList(), ContentViewModel::EmptyList::unavailable);
 }
 
 QTEST_GUILESS_MAIN(TestContentViewModel)

@@ -48,7 +48,7 @@ namespace {
 // The detail column's pages, in the order they are added.
 enum DetailPage { nothingPage, snippetPage, bulkPage, trashPage, panePage, noSectionPage };
 enum MiddlePage { listPage, trashListPage, settingsPage };
-enum ListPage { rowsPage, emptyPage, syncingPage };
+enum ListPage { rowsPage, emptyPage, syncingPage, unavailablePage };
 
 } // namespace
 
@@ -242,6 +242,10 @@ QWidget* MainWindow::buildMiddle()
     syncingLayout->addWidget(syncingText);
     syncingLayout->addStretch(1);
     m_listStack->addWidget(syncing);
+    m_unavailable = new EmptyState(QStringLiteral("dialog-warning"),
+                                   QStringLiteral("The library cannot be opened"), QString(),
+                                   QString(), m_listStack);
+    m_listStack->addWidget(m_unavailable);
     m_middle->addWidget(m_listStack);
 
     m_trash = new TrashViewModel({m_dependencies.store, m_model, {}}, this);
@@ -351,6 +355,11 @@ void MainWindow::syncList()
         break;
     case ContentViewModel::EmptyList::syncing:
         m_listStack->setCurrentIndex(syncingPage);
+        break;
+    case ContentViewModel::EmptyList::unavailable:
+        m_unavailable->setDetail(m_dependencies.store->syncError() +
+                                 QStringLiteral(" ScrivLane tries again every few seconds."));
+        m_listStack->setCurrentIndex(unavailablePage);
         break;
     }
     syncSelectionToView();

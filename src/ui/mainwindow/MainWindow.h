@@ -95,5 +95,6 @@ private:
     SettingsContentView* m_settingsContent = nullptr;
     QPushButton* m_settingsButton = nullptr;
     QTimer* m_relativeTimes = nullptr;
+    EmptyState* m_unavailable = nullptr;
     TrashViewModel* m_trash = nullptr;
 };

@@ -24,14 +24,13 @@ EmptyState::EmptyState(const QString& iconName, const QString& title, const QStr
     font.setBold(true);
     m_title->setFont(font);
     layout->addWidget(m_title);
-    if (!detail.isEmpty()) {
-        auto* text = new QLabel(detail, this);
-        text->setAlignment(Qt::AlignCenter);
-        text->setWordWrap(true);
-        text->setTextFormat(Qt::PlainText);
-        text->setForegroundRole(QPalette::PlaceholderText);
-        layout->addWidget(text);
-    }
+    m_detail = new QLabel(detail, this);
+    m_detail->setAlignment(Qt::AlignCenter);
+    m_detail->setWordWrap(true);
+    m_detail->setTextFormat(Qt::PlainText);
+    m_detail->setForegroundRole(QPalette::PlaceholderText);
+    m_detail->setVisible(!detail.isEmpty());
+    layout->addWidget(m_detail);
     if (!buttonText.isEmpty()) {
         m_button = new QPushButton(buttonText, this);
         m_button->setDefault(true);
@@ -46,6 +45,12 @@ EmptyState::EmptyState(const QString& iconName, const QString& title, const QStr
     }
     layout->addStretch(1);
     setAccessibleName(title);
+}
+
+void EmptyState::setDetail(const QString& detail)
+{
+    m_detail->setText(detail);
+    m_detail->setVisible(!detail.isEmpty());
 }
 
 void EmptyState::setTitle(const QString& title)

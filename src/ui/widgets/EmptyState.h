@@ -15,11 +15,13 @@ public:
 
     QPushButton* button() const { return m_button; }
     void setTitle(const QString& title);
+    void setDetail(const QString& detail);
 
 Q_SIGNALS:
     void buttonClicked();
 
 private:
     QLabel* m_title;
+    QLabel* m_detail = nullptr;
     QPushButton* m_button = nullptr;
 };
