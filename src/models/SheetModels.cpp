@@ -19,7 +19,12 @@ NewSnippetModel::NewSnippetModel(PersistenceController* store, CategoryEntity* p
                                  std::function<QDateTime()> clock, QObject* parent)
     : QObject(parent), selectedCategory(preselected), m_store(store),
       m_clock(orNow(std::move(clock))), m_all(store->fetchAllSnippets())
-{}
+{
+    // Records deleted elsewhere are freed at the merge: the conflict check reads a fresh list.
+    const auto refetch = [this] { m_all = m_store->fetchAllSnippets(); };
+    connect(store, &PersistenceController::didSave, this, refetch);
+    connect(store, &PersistenceController::remoteStoreChanged, this, refetch);
+}
 
 bool NewSnippetModel::canCreate() const
 {

@@ -15,7 +15,15 @@ SnippetEditorModel::SnippetEditorModel(PersistenceController* store, EditorState
     : QObject(parent), m_store(store), m_state(state),
       m_clock(clock ? std::move(clock) : [] { return QDateTime::currentDateTimeUtc(); }),
       m_richText(std::make_unique<QTextDocument>())
-{}
+{
+    // Records deleted elsewhere are freed at the merge: the conflict check reads a fresh list.
+    const auto refetch = [this] {
+        m_all = m_store->fetchAllSnippets();
+        Q_EMIT changed();
+    };
+    connect(store, &PersistenceController::didSave, this, refetch);
+    connect(store, &PersistenceController::remoteStoreChanged, this, refetch);
+}
 
 SnippetEditorModel::~SnippetEditorModel()
 {
@@ -166,8 +174,6 @@ void SnippetEditorModel::save()
     m_store->save();
     if (m_state)
         m_state->setDirty(false);
-    m_all = m_store->fetchAllSnippets();
-    Q_EMIT changed();
 }
 
 QString SnippetEditorModel::fillInToken(const QString& label)

@@ -7,6 +7,7 @@
 #include <QFile>
 #include <QRegularExpression>
 #include <QSet>
+#include <QSignalSpy>
 #include <QTest>
 #include <QTextBlock>
 
@@ -61,6 +62,7 @@ private Q_SLOTS:
     void traitToggleOnMixedSelection();
     void linksSetReadAndRemoved();
     void richRoundTripKeepsWhatWasNotTouched();
+    void changesElsewhereReachTheCheck();
 };
 
 void TestSnippetEditorModel::openingNeverDirties_data()
@@ -269,6 +271,46 @@ void TestSnippetEditorModel::richRoundTripKeepsWhatWasNotTouched()
     check.setPosition(1);
     QCOMPARE(check.charFormat().fontWeight() >= QFont::Bold, true);
     QVERIFY(!changed.isEmpty());
+}
+
+// Another process adds a snippet and deletes one for good while the editor is open: the
+// abbreviation check walks the library as merged, never a freed record.
+void TestSnippetEditorModel::changesElsewhereReachTheCheck()
+{
+    const QString path = m_library->dir.filePath(u"shared.sqlite"_s);
+    const auto openAt = [&](bool watch) {
+        PersistenceController::Options options;
+        options.databasePath = path;
+        options.watchForExternalChanges = watch;
+        return std::make_unique<PersistenceController>(std::move(options));
+    };
+    auto mine = openAt(true);
+    SnippetEntity* edited =
+        mine->insertSnippet(SnippetEntity::create(u"Mine"_s, u"mine"_s, nullptr, m_library->now));
+    mine->insertSnippet(SnippetEntity::create(u"Theirs"_s, u"gone"_s, nullptr, m_library->now));
+    mine->save();
+    SnippetEditorModel editor(mine.get(), &m_state);
+    editor.load(edited);
+    editor.setAbbreviation(u"gone"_s);
+    QCOMPARE(editor.conflict().kind(), AbbreviationConflict::Kind::duplicate);
+
+    // Added elsewhere: the check sees it once merged.
+    auto theirs = openAt(false);
+    theirs->insertSnippet(SnippetEntity::create(u"New"_s, u"fresh"_s, nullptr, m_library->now));
+    theirs->save();
+    QSignalSpy merged(mine.get(), &PersistenceController::remoteStoreChanged);
+    QVERIFY(merged.wait(5000));
+    editor.setAbbreviation(u"fresh"_s);
+    QCOMPARE(editor.conflict().kind(), AbbreviationConflict::Kind::duplicate);
+    QVERIFY(mine->contains(editor.conflict().other()));
+
+    // Deleted elsewhere: freed at the merge, no longer walked.
+    for (SnippetEntity* s : theirs->fetchAllSnippets())
+        if (s->abbreviation() == std::optional(u"gone"_s))
+            theirs->deleteSnippetPermanently(s);
+    QVERIFY(merged.wait(5000));
+    editor.setAbbreviation(u"gone"_s);
+    QVERIFY(editor.conflict().isNone());
 }
 
 QTEST_MAIN(TestSnippetEditorModel)
