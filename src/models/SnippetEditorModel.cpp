@@ -19,6 +19,9 @@ SnippetEditorModel::SnippetEditorModel(PersistenceController* store, EditorState
     // Records deleted elsewhere are freed at the merge: the conflict check reads a fresh list.
     const auto refetch = [this] {
         m_all = m_store->fetchAllSnippets();
+        if (m_category && !m_store->contains(m_category))
+            m_category = nullptr; // deleted elsewhere: the snippet is left without one
+        Q_EMIT categoriesChanged();
         Q_EMIT changed();
     };
     connect(store, &PersistenceController::didSave, this, refetch);

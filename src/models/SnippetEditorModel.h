@@ -69,7 +69,8 @@ public:
 
 Q_SIGNALS:
     void loaded();
-    void changed(); // any field; the views redraw hints and warnings
+    void changed();           // any field; the views redraw hints and warnings
+    void categoriesChanged(); // the library's categories may differ
 
 private:
     void edited();

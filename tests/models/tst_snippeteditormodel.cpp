@@ -311,6 +311,21 @@ void TestSnippetEditorModel::changesElsewhereReachTheCheck()
     QVERIFY(merged.wait(5000));
     editor.setAbbreviation(u"gone"_s);
     QVERIFY(editor.conflict().isNone());
+
+    // A category chosen in the editor and deleted elsewhere is no longer chosen, and the save
+    // that follows stores none.
+    CategoryEntity* travel = mine->createCategory(u"Travel"_s, u"#4A90D9"_s);
+    editor.setCategory(travel);
+    theirs->refreshFromStore();
+    for (CategoryEntity* c :
+         theirs->fetchCategories(PersistenceController::Filter::all,
+                                 PersistenceController::CategoryOrder::sortOrderAscending))
+        if (c->name() == std::optional(u"Travel"_s))
+            theirs->deleteCategoryPermanently(c);
+    QVERIFY(merged.wait(5000));
+    QCOMPARE(editor.category(), nullptr);
+    editor.save();
+    QCOMPARE(edited->category(), nullptr);
 }
 
 QTEST_MAIN(TestSnippetEditorModel)

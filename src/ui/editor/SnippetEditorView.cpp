@@ -221,6 +221,11 @@ SnippetEditorView::SnippetEditorView(Dependencies dependencies, QWidget* parent)
                                   [this] { Q_EMIT deleteConfirmed(); });
     });
     connect(m_model, &SnippetEditorModel::changed, this, &SnippetEditorView::updateLooks);
+    connect(m_model, &SnippetEditorModel::categoriesChanged, this, [this] {
+        m_loading = true; // the picker follows the library; the snippet's choice stays
+        m_category->setCategories(m_model->categories(), m_model->category());
+        m_loading = false;
+    });
     connect(m_model, &SnippetEditorModel::loaded, this, &SnippetEditorView::loadFromModel);
     if (m_dependencies.state)
         connect(m_dependencies.state, &EditorState::isDirtyChanged, this,
