@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <sys/prctl.h>
 
 using namespace Qt::StringLiterals;
 
@@ -71,6 +72,8 @@ int main(int argc, char* argv[])
     }
     if (!Supervisor::isChild())
         return Supervisor::run(argv);
+    // Started through /proc/self/exe, the engine would be "exe" in ps and top.
+    ::prctl(PR_SET_NAME, "scrivlane");
     SupervisedChild supervisor;
     // No session bus: without this, Qt's accessibility bridge can hang trying to start one.
     if (qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
