@@ -8,6 +8,9 @@ app and a camera, takes its picture with the camera, and leaves the app as it fo
 that show the tray say so (tray=True): only they are taken again with a 16 px tray."""
 
 import argparse
+import http.server
+import threading
+import time
 from pathlib import Path
 
 from scrivlane_a11y import run
@@ -42,7 +45,7 @@ class Camera:
         self._check(app_box)
 
     def _check(self, app_box):
-        if self.dark and self.session.mean_brightness(app_box) > 0.5:
+        if self.dark and app_box and self.session.mean_brightness(app_box) > 0.5:
             self.path.unlink()
             raise NotDark()
 
@@ -57,6 +60,17 @@ def tray_menu(session, app, camera):
     app.wait_gone("popup menu")
 
 
+@shot("generating-panel")
+def generating_panel(session, app, camera):
+    target = session.start_target("generating-target")
+    target.type(";gen")
+    panel = session.find_window("ScrivLane is generating")
+    time.sleep(0.5)
+    camera.window(panel, None)
+    target.wait_text("Hello", timeout=10.0)
+    time.sleep(1.5)  # the expansion ends once the clipboard is back
+
+
 @shot("fill-in-form")
 def fill_in_form(session, app, camera):
     target = session.start_target("fill-in-target")
@@ -67,6 +81,34 @@ def fill_in_form(session, app, camera):
     camera.window(session.find_window("Complete Snippet"), app.extents(form))
     app.press(app.wait_for("push button", "Cancel", within=form))
     app.wait_window_gone("Complete Snippet")
+
+
+class SlowProvider(http.server.BaseHTTPRequestHandler):
+    """An AI provider on this machine that takes its time, so the generating panel stays up."""
+
+    def do_POST(self):
+        self.rfile.read(int(self.headers.get("Content-Length", 0)))
+        time.sleep(4)
+        body = b'{"choices":[{"message":{"role":"assistant","content":"Hello"}}]}'
+        self.send_response(200)
+        self.send_header("Content-Type", "application/json")
+        self.send_header("Content-Length", str(len(body)))
+        self.end_headers()
+        self.wfile.write(body)
+
+    def log_message(self, *args):
+        pass
+
+
+def serve_slow_provider(session):
+    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), SlowProvider)
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+    session.cli("ai", "provider", "custom")
+    session.cli("config", "set", "ai_base_url", f"http://127.0.0.1:{server.server_port}/v1")
+    session.cli("config", "set", "ai_enabled", "true")
+    session.cli("ai", "key", "set", input="sk-local\n")
+    session.cli("snippet", "add", "--abbreviation", ";gen", "--text", "{ai: say hello}")
+    return server
 
 
 def options_parser():
@@ -89,6 +131,7 @@ def main(session):
 
     session.set_background("#4a5560")
     session.seed_demo()
+    provider = serve_slow_provider(session)
     app = session.start_scrivlane()
     app.wait_for_log("watching the keyboard")
     for name, take, shows_tray in SHOTS:
@@ -102,6 +145,7 @@ def main(session):
                   "SCRIVLANE_PALETTE=dark (yet); no dark pictures this time")
             return
         print(f"wrote {path}")
+    provider.shutdown()
 
 
 if __name__ == "__main__":

@@ -22,6 +22,7 @@ QWidget* createPanel()
 {
     auto* panel = new QWidget;
     panel->setObjectName(QStringLiteral("generatingPanel"));
+    panel->setWindowTitle(QStringLiteral("ScrivLane is generating")); // for tools, never shown
     panel->setWindowFlags(Qt::ToolTip | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
                           Qt::WindowDoesNotAcceptFocus | Qt::WindowTransparentForInput);
     panel->setAttribute(Qt::WA_ShowWithoutActivating);
