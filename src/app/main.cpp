@@ -7,6 +7,7 @@
 #include <QApplication>
 #include <QCoreApplication>
 #include <QTimer>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <optional>
@@ -49,6 +50,23 @@ std::optional<QString> displayProblem()
                u"\". ScrivLane needs an X11 session; XWayland counts."_s;
     return std::nullopt;
 }
+QtMessageHandler previousHandler = nullptr;
+
+// Without a sound server Qt Multimedia's back-end says so several ways, again at each sound:
+// one line says it all.
+void quietAudioBackend(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    static std::atomic<bool> told{false};
+    if (message.startsWith(u"PulseAudioService:") || message == u"No audio device detected") {
+        if (!told.exchange(true))
+            previousHandler(
+                QtInfoMsg, context,
+                QStringLiteral("no audio output (%1): expansion sounds are off").arg(message));
+        return;
+    }
+    previousHandler(type, context, message);
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -72,6 +90,7 @@ int main(int argc, char* argv[])
     }
     if (!Supervisor::isChild())
         return Supervisor::run(argv);
+    previousHandler = qInstallMessageHandler(quietAudioBackend);
     // Started through /proc/self/exe, the engine would be "exe" in ps and top.
     ::prctl(PR_SET_NAME, "scrivlane");
     SupervisedChild supervisor;
