@@ -1,6 +1,7 @@
 // The running app as a user meets it, on a private X server: the time from the key that
 // completes an abbreviation to the expansion in another application's text field (20 runs),
-// what the app does while nobody types, and its resident memory with 1,000 snippets.
+// what the app does while nobody types, its resident memory with 1,000 snippets, and whether
+// keys typed 5 to 100 ms after the abbreviation land after the expansion, in order.
 //
 // Run: ./build/bench/bench_expansion   (needs Xvfb; the paths of scrivlane and the target come
 // from the build)
@@ -148,6 +149,11 @@ int main(int argc, char** argv)
     XvfbServer::run(QStringLiteral("xdotool"),
                     {QStringLiteral("windowfocus"), QStringLiteral("--sync"), window});
 
+    // A desktop has a tray; without one the app looks for it every 2 s.
+    QProcess tray;
+    tray.start(QStringLiteral("trayer"), {QStringLiteral("--edge"), QStringLiteral("bottom")});
+    QThread::msleep(500);
+
     QProcess scrivlane;
     scrivlane.setProcessEnvironment(env);
     scrivlane.start(QStringLiteral(SCRIVLANE_EXECUTABLE), {});
@@ -204,10 +210,41 @@ int main(int argc, char** argv)
     std::printf("resident memory with 1,000 snippets: %.1f MB (the parent process: %.1f MB)\n",
                 procStatus(pid, "VmRSS:") / 1024.0, procStatus(parent, "VmRSS:") / 1024.0);
 
+    // Keys typed right after the abbreviation: "bc" sent `gap` ms after the completing key must
+    // land after the expansion, in order. 10 runs a gap.
+    for (int gap : {5, 25, 45, 65, 100}) {
+        int kept = 0;
+        QString wrong;
+        for (int run = 0; run < 10; ++run) {
+            XvfbServer::run(
+                QStringLiteral("xdotool"),
+                {QStringLiteral("key"), QStringLiteral("ctrl+a"), QStringLiteral("BackSpace")});
+            waitFor([&] { return readFile(received).isEmpty(); }, 2000);
+            for (KeySym key : {XK_semicolon, XK_s, XK_i, XK_g})
+                tap(display, key);
+            QThread::msleep(gap);
+            tap(display, XK_b);
+            tap(display, XK_c);
+            waitFor([&] { return readFile(received).size() >= 14; }, 3000);
+            QThread::msleep(200);
+            const QString text = readFile(received);
+            if (text == u"Best regardsbc")
+                ++kept;
+            else
+                wrong = text;
+            QThread::msleep(800);
+        }
+        std::printf("keys typed %3d ms after the abbreviation: %d of 10 in order after the "
+                    "expansion%s%s\n",
+                    gap, kept, wrong.isEmpty() ? "" : "; for instance ", qPrintable(wrong));
+    }
+
     XCloseDisplay(display);
     scrivlane.terminate();
     scrivlane.waitForFinished(5000);
     target.terminate();
     target.waitForFinished(5000);
+    tray.terminate();
+    tray.waitForFinished(5000);
     return 0;
 }

@@ -63,6 +63,9 @@ public:
             fields,
             [focus, window, completed](const QHash<QString, QString>& values) {
                 focus->activate(window);
+                // A window manager moves the focus a moment later; the paste must not go to
+                // the closing form.
+                focus->waitForFocus(window, std::chrono::milliseconds(500));
                 completed(values);
             },
             [focus, window, cancelled] {
@@ -110,11 +113,13 @@ Engine::Engine(AppServices& services, QObject* parent)
     X11KeyInjector* keys = p.keys.get();
     WindowFocus* focus = keys;
     p.expansion = std::make_unique<TextExpansionService>(TextExpansionService::Dependencies{
-        &p.scheduler, p.clipboard.get(), focus, &defaults, p.monitor.get(), [keys] {
+        &p.scheduler, p.clipboard.get(), focus, &defaults, p.monitor.get(),
+        [keys] {
             return keys->isAvailable()
                        ? QString()
                        : QStringLiteral("the X server has no XTEST extension for synthetic keys.");
-        }});
+        },
+        [keys] { keys->holdUserKeys(); }});
     MacroProcessor::setClipboardReader(p.clipboard.get());
 
     const auto rebuild = [this] {
@@ -172,6 +177,10 @@ Engine::Engine(AppServices& services, QObject* parent)
         return m_parts->pasteShortcuts.forWindowClass(focused ? focused->windowClass : QString());
     };
     parts.onExpansion = [this] { m_parts->sound->playExpansionSound(); };
+    parts.slowTarget = [this, focus] {
+        const auto focused = focus->focusedWindow();
+        return focused && m_parts->pasteShortcuts.isSlow(focused->windowClass);
+    };
     p.pasteShortcuts.addUserEntries(Preferences::textList(defaults, Preferences::pasteShortcuts));
     p.pipeline = std::make_unique<ExpansionPipeline>(p.expansion.get(), parts);
 

@@ -9,9 +9,11 @@
 #include <QCoreApplication>
 #include <QLoggingCategory>
 #include <QTimer>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <sys/prctl.h>
 
 using namespace Qt::StringLiterals;
 
@@ -50,6 +52,23 @@ std::optional<QString> displayProblem()
                u"\". ScrivLane needs an X11 session; XWayland counts."_s;
     return std::nullopt;
 }
+QtMessageHandler previousHandler = nullptr;
+
+// Without a sound server Qt Multimedia's back-end says so several ways, again at each sound:
+// one line says it all.
+void quietAudioBackend(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    static std::atomic<bool> told{false};
+    if (message.startsWith(u"PulseAudioService:") || message == u"No audio device detected") {
+        if (!told.exchange(true))
+            previousHandler(
+                QtInfoMsg, context,
+                QStringLiteral("no audio output (%1): expansion sounds are off").arg(message));
+        return;
+    }
+    previousHandler(type, context, message);
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -78,6 +97,9 @@ int main(int argc, char* argv[])
     }
     if (!Supervisor::isChild())
         return Supervisor::run(argv);
+    previousHandler = qInstallMessageHandler(quietAudioBackend);
+    // Started through /proc/self/exe, the engine would be "exe" in ps and top.
+    ::prctl(PR_SET_NAME, "scrivlane");
     SupervisedChild supervisor;
     // No session bus: without this, Qt's accessibility bridge can hang trying to start one.
     if (qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))

@@ -97,7 +97,7 @@ bool isPasteShortcutEntry(const QString& entry)
         return false;
     const QString keys = entry.mid(eq + 1).trimmed().toLower().remove(u' ');
     return keys == u"ctrl+v"_s || keys == u"ctrl+shift+v"_s || keys == u"shift+ctrl+v"_s ||
-           keys == u"shift+insert"_s;
+           keys == u"shift+insert"_s || keys == u"slow"_s;
 }
 
 // https, or plain http to this machine (a local mirror, the tests).
@@ -165,7 +165,7 @@ std::vector<Preference> makeTable()
          .kind = K::textList,
          .defaultValue = QStringList(),
          .accepts = isPasteShortcutEntry,
-         .rule = u"WindowClass=ctrl+v, ctrl+shift+v or shift+insert"_s},
+         .rule = u"WindowClass=ctrl+v, ctrl+shift+v, shift+insert or slow"_s},
         {.key = hasShownWelcome, .kind = K::flag, .defaultValue = false},
         {.key = hasShownSyncPrompt, .kind = K::flag, .defaultValue = false},
         {.key = backupFolderBookmark, .kind = K::bytes},

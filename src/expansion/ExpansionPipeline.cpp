@@ -8,7 +8,10 @@
 #include "richtext/RtfReader.h"
 #include "text/TextRules.h"
 
+#include <QTextBlock>
+#include <QTextCursor>
 #include <QTextDocument>
+#include <algorithm>
 
 namespace {
 
@@ -35,6 +38,11 @@ ExpansionPipeline::ExpansionPipeline(TextExpansionService* service, Parts parts,
             &ExpansionPipeline::performExpansion);
 }
 
+ExpansionPipeline::~ExpansionPipeline()
+{
+    m_parts.keys->releaseHeldKeys();
+}
+
 MacroProcessor::SnippetLookup ExpansionPipeline::snippetLookup() const
 {
     // A service gone meanwhile answers nothing.
@@ -49,21 +57,46 @@ void ExpansionPipeline::performExpansion(const ExpansionRequest& request)
         return;
     // The monitor ignores every key from here on, our own synthetic ones included.
     m_service->setExpanding(true);
+    m_timing = m_parts.slowTarget && m_parts.slowTarget() ? slowTiming : quickTiming;
+    m_shortcut = m_parts.pasteShortcut();
+    m_parts.keys->setKeyGap(m_timing.keyGap);
+    // What the user types from here to the paste comes after the expansion, in order (the
+    // service's matched hook may have begun holding already, on the monitor's thread). Every
+    // way out of the chain lets go.
+    m_parts.keys->holdUserKeys();
+    if (m_timing.start.count() == 0) {
+        erase(request);
+        return;
+    }
+    m_parts.scheduler->schedule(m_timing.start, this, [this, request] {
+        if (m_service)
+            erase(request);
+        else
+            m_parts.keys->releaseHeldKeys();
+    });
+}
+
+void ExpansionPipeline::erase(const ExpansionRequest& request)
+{
     // A held Control would turn the backspaces and the paste into shortcuts.
     m_parts.keys->waitForModifiersReleased(modifierWait);
     m_parts.keys->pressBackspace(request.abbreviationLength);
-    m_parts.scheduler->schedule(fillInDelay, this, [this, request] { collectFillIns(request); });
+    m_parts.scheduler->schedule(m_timing.paste, this, [this, request] { collectFillIns(request); });
 }
 
 void ExpansionPipeline::collectFillIns(const ExpansionRequest& request)
 {
-    if (!m_service)
+    if (!m_service) {
+        m_parts.keys->releaseHeldKeys();
         return; // the service is gone: the chain ends here
+    }
     const QList<FillInField> fields = MacroProcessor::fillInFields(request.expandedText);
     if (fields.isEmpty()) {
         resolveAndInsert(request, {});
         return;
     }
+    // The form takes the keyboard itself.
+    m_parts.keys->releaseHeldKeys();
     QPointer<ExpansionPipeline> self(this);
     m_parts.fillIns->show(
         fields,
@@ -113,6 +146,8 @@ void ExpansionPipeline::resolveAndInsert(const ExpansionRequest& request,
         MacroProcessor::resolve(TextRules::trimSpacesAndTabs(*prompt), clipboard, values, lookup)
             .text;
 
+    // A reply can take seconds: the user's keys are not held that long.
+    m_parts.keys->releaseHeldKeys();
     m_parts.indicator->show();
     QPointer<ExpansionPipeline> self(this);
     m_parts.complete(resolvedPrompt, [self, combined, placeholder](const AIOutcome& outcome) {
@@ -136,13 +171,22 @@ void ExpansionPipeline::insertResolved(const ExpansionRequest& request,
         if (std::unique_ptr<QTextDocument> document = RtfReader::read(*request.rtfData)) {
             const RichResolutionResult resolved =
                 MacroProcessor::resolveRich(*document, request.clipboardText, values, lookup);
+            qsizetype backtrack = resolved.cursorBacktrackCount;
+            // Some applications (AbiWord) drop a closing paragraph mark, others keep it: none
+            // is sent, so that the arrows land on {cursor} in every one of them.
+            QTextDocument& pasted = *resolved.document;
+            if (pasted.blockCount() > 1 && pasted.lastBlock().length() == 1) {
+                QTextCursor end(&pasted);
+                end.movePosition(QTextCursor::End);
+                end.deletePreviousChar();
+                backtrack = std::max<qsizetype>(0, backtrack - 1);
+            }
             ClipboardContents contents;
             for (const ClipboardFormat& format : richClipboardPayload(*resolved.document))
                 contents.append({format.mimeType, format.data});
             // The rich count is in UTF-16 units; arrow keys move by characters.
             const QString plain = RichText::plainCharacters(*resolved.document);
-            paste(contents, TextRules::characterCount(
-                                QStringView(plain).right(resolved.cursorBacktrackCount)));
+            paste(contents, TextRules::characterCount(QStringView(plain).right(backtrack)));
             return;
         }
     }
@@ -158,7 +202,7 @@ void ExpansionPipeline::insertPlainText(const QString& text)
 
 void ExpansionPipeline::paste(const ClipboardContents& contents, qsizetype cursorCount)
 {
-    const PasteShortcut shortcut = m_parts.pasteShortcut();
+    const PasteShortcut shortcut = m_shortcut;
     // Shift+Insert pastes the primary selection in xterm and the clipboard elsewhere.
     const PasteSelections selections = shortcut == PasteShortcut::shiftInsert
                                            ? PasteSelections::clipboardAndPrimary
@@ -173,17 +217,31 @@ void ExpansionPipeline::paste(const ClipboardContents& contents, qsizetype curso
                 self->finish();
         });
     });
-    if (cursorCount > 0) {
-        m_parts.scheduler->schedule(cursorDelay, this, [this, cursorCount] {
-            m_parts.keys->pressLeftArrow(int(cursorCount));
-        });
-    }
     if (m_parts.onExpansion)
         m_parts.onExpansion();
+    afterRead(cursorCount, std::chrono::milliseconds(0));
+}
+
+// The arrows and the held keys go once the target has fetched the expansion: an application
+// that pastes asynchronously would otherwise take them before the text.
+void ExpansionPipeline::afterRead(qsizetype cursorCount, std::chrono::milliseconds waited)
+{
+    if (!m_parts.clipboard->expansionRead() && waited < readLimit) {
+        m_parts.scheduler->schedule(readPoll, this, [this, cursorCount, waited] {
+            afterRead(cursorCount, waited + readPoll);
+        });
+        return;
+    }
+    m_parts.scheduler->schedule(m_timing.cursor, this, [this, cursorCount] {
+        if (cursorCount > 0)
+            m_parts.keys->pressLeftArrow(int(cursorCount));
+        m_parts.keys->releaseHeldKeys();
+    });
 }
 
 void ExpansionPipeline::finish()
 {
+    m_parts.keys->releaseHeldKeys();
     if (m_service)
         m_service->setExpanding(false);
 }

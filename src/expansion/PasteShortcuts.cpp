@@ -37,6 +37,11 @@ PasteShortcut PasteShortcuts::forWindowClass(const QString& windowClass) const
     return m_table.value(windowClass.toLower(), PasteShortcut::controlV);
 }
 
+bool PasteShortcuts::isSlow(const QString& windowClass) const
+{
+    return m_slow.contains(windowClass.toLower());
+}
+
 QStringList PasteShortcuts::addUserEntries(const QStringList& entries)
 {
     QStringList unreadable;
@@ -52,6 +57,8 @@ QStringList PasteShortcuts::addUserEntries(const QStringList& entries)
             m_table.insert(windowClass, PasteShortcut::controlShiftV);
         } else if (keys == u"shift+insert") {
             m_table.insert(windowClass, PasteShortcut::shiftInsert);
+        } else if (keys == u"slow") {
+            m_slow.insert(windowClass);
         } else {
             unreadable << entry;
         }

@@ -153,6 +153,8 @@ void TextExpansionService::handleKeyDown(const KeyEvent& event)
         return;
     m_typingBuffer.clear();
     bufferLock.unlock();
+    if (m_dependencies.matched)
+        m_dependencies.matched();
     handOff(snippets->records[*match]);
 }
 

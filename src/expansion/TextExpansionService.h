@@ -30,8 +30,9 @@ class TextExpansionService : public QObject {
 public:
     using SnippetRecord = ::SnippetRecord;
 
-    // How long after a match the expansion starts, so the completing key lands first.
-    static constexpr std::chrono::milliseconds expansionDelay{50};
+    // How long after a match the expansion is handed to the main thread; the pipeline adds what
+    // the target needs. The completing key reaches the target before any synthetic key.
+    static constexpr std::chrono::milliseconds expansionDelay{0};
 
     // How often a missing permission (or a lost display connection) is checked again.
     static constexpr std::chrono::milliseconds permissionPollInterval{1500};
@@ -44,6 +45,9 @@ public:
         KeyboardMonitor* monitor = nullptr; // none: keys come only through handleKeyDown
         // Why keys cannot be sent to other applications; empty when they can.
         std::function<QString()> injectionProblem = {};
+        // Called on the monitor's thread the moment an abbreviation is complete, before the
+        // expansion is handed to the main thread: keys typed next must not slip past it.
+        std::function<void()> matched = {};
     };
 
     explicit TextExpansionService(Dependencies dependencies, QObject* parent = nullptr);

@@ -9,6 +9,9 @@ that show the tray say so (tray=True): only they are taken again with a 16 px tr
 
 import argparse
 import re
+import http.server
+import threading
+import time
 from pathlib import Path
 
 from scrivlane_a11y import run
@@ -43,7 +46,7 @@ class Camera:
         self._check(app_box)
 
     def _check(self, app_box):
-        if self.dark and self.session.mean_brightness(app_box) > 0.5:
+        if self.dark and app_box and self.session.mean_brightness(app_box) > 0.5:
             self.path.unlink()
             raise NotDark()
 
@@ -56,6 +59,25 @@ def tray_menu(session, app, camera):
     camera.region(session.union(menu_box, (x, y, width, height)), menu_box, margin=16)
     session.key("Escape")
     app.wait_gone("popup menu")
+
+
+@shot("generating-panel")
+def generating_panel(session, app, camera):
+    provider = serve_slow_provider(session)
+    time.sleep(1.5)  # the running app takes up the new settings within a second
+    try:
+        target = session.start_target("generating-target")
+        target.type(";gen")
+        panel = session.find_window("ScrivLane is generating")
+        time.sleep(0.5)
+        camera.window(panel, None)
+        target.wait_text("Hello", timeout=10.0)
+        time.sleep(1.5)  # the expansion ends once the clipboard is back
+    finally:
+        provider.shutdown()
+        # Off again, so that the AI button later shows the set-up for its pictures.
+        session.cli("config", "set", "ai_enabled", "false")
+        time.sleep(1.5)
 
 
 @shot("fill-in-form")
@@ -296,6 +318,32 @@ def ai_prompt_picker(session, app, camera):
     area = app.extents(frame) if frame is not None else (box[0] - 20, box[1] - 260, 400, 420)
     camera.region(area, area, margin=4)
     session.key("Escape")
+class SlowProvider(http.server.BaseHTTPRequestHandler):
+    """An AI provider on this machine that takes its time, so the generating panel stays up."""
+
+    def do_POST(self):
+        self.rfile.read(int(self.headers.get("Content-Length", 0)))
+        time.sleep(4)
+        body = b'{"choices":[{"message":{"role":"assistant","content":"Hello"}}]}'
+        self.send_response(200)
+        self.send_header("Content-Type", "application/json")
+        self.send_header("Content-Length", str(len(body)))
+        self.end_headers()
+        self.wfile.write(body)
+
+    def log_message(self, *args):
+        pass
+
+
+def serve_slow_provider(session):
+    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), SlowProvider)
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+    session.cli("ai", "provider", "custom")
+    session.cli("config", "set", "ai_base_url", f"http://127.0.0.1:{server.server_port}/v1")
+    session.cli("config", "set", "ai_enabled", "true")
+    session.cli("ai", "key", "set", input="sk-local\n")
+    session.cli("snippet", "add", "--abbreviation", ";gen", "--text", "{ai: say hello}")
+    return server
 
 
 def options_parser():

@@ -19,21 +19,27 @@ void TestPasteShortcuts::shortcutTable_data()
     QTest::addColumn<QString>("windowClass");
     QTest::addColumn<int>("shortcut");
     QTest::addColumn<QStringList>("unreadable");
+    QTest::addColumn<bool>("slow");
     const int v = int(PasteShortcut::controlV), shiftV = int(PasteShortcut::controlShiftV),
               insert = int(PasteShortcut::shiftInsert);
-    QTest::newRow("editor") << QStringList{} << u"Gedit"_s << v << QStringList{};
-    QTest::newRow("terminal") << QStringList{} << u"Gnome-terminal"_s << shiftV << QStringList{};
-    QTest::newRow("xterm") << QStringList{} << u"XTerm"_s << insert << QStringList{};
-    QTest::newRow("user adds a terminal")
-        << QStringList{u"MyTerm = Ctrl+Shift+V"_s} << u"myterm"_s << shiftV << QStringList{};
+    QTest::newRow("editor") << QStringList{} << u"Gedit"_s << v << QStringList{} << false;
+    QTest::newRow("terminal") << QStringList{} << u"Gnome-terminal"_s << shiftV << QStringList{}
+                              << false;
+    QTest::newRow("xterm") << QStringList{} << u"XTerm"_s << insert << QStringList{} << false;
+    QTest::newRow("user adds a terminal") << QStringList{u"MyTerm = Ctrl+Shift+V"_s} << u"myterm"_s
+                                          << shiftV << QStringList{} << false;
     QTest::newRow("user overrides")
-        << QStringList{u"kitty=ctrl+v"_s} << u"kitty"_s << v << QStringList{};
+        << QStringList{u"kitty=ctrl+v"_s} << u"kitty"_s << v << QStringList{} << false;
     QTest::newRow("every spelling")
         << QStringList{u"a=ctrl+v"_s, u"b=shift+ctrl+v"_s, u"c=Shift + Insert"_s} << u"c"_s
-        << insert << QStringList{};
+        << insert << QStringList{} << false;
     QTest::newRow("unreadable entries are reported")
         << QStringList{u"nothing"_s, u"=ctrl+v"_s, u"x=alt+v"_s} << u"x"_s << v
-        << QStringList{u"nothing"_s, u"=ctrl+v"_s, u"x=alt+v"_s};
+        << QStringList{u"nothing"_s, u"=ctrl+v"_s, u"x=alt+v"_s} << false;
+    QTest::newRow("slow application: long waits, its own paste key kept")
+        << QStringList{u"XTerm=slow"_s} << u"xterm"_s << insert << QStringList{} << true;
+    QTest::newRow("slow, any spelling")
+        << QStringList{u" Foo = SLOW "_s} << u"FOO"_s << v << QStringList{} << true;
 }
 
 void TestPasteShortcuts::shortcutTable()
@@ -42,9 +48,11 @@ void TestPasteShortcuts::shortcutTable()
     QFETCH(QString, windowClass);
     QFETCH(int, shortcut);
     QFETCH(QStringList, unreadable);
+    QFETCH(bool, slow);
     PasteShortcuts table;
     QCOMPARE(table.addUserEntries(userEntries), unreadable);
     QCOMPARE(int(table.forWindowClass(windowClass)), shortcut);
+    QCOMPARE(table.isSlow(windowClass), slow);
     // `config set` and the settings must take exactly the entries the table reads.
     QCOMPARE(Preferences::accept(u"tw_pasteShortcuts"_s, userEntries).has_value(),
              unreadable.isEmpty());

@@ -48,6 +48,7 @@ private Q_SLOTS:
     }
     void backspaceAndLeftArrow();
     void pasteFromClipboard();
+    void userKeysHeldThenTypedInOrder();
     void focusedWindowIsOurs();
     void waitsForHeldModifiers();
     void ownWindowFollowsTheWindowManager();
@@ -71,6 +72,26 @@ void TestX11KeyInjector::pasteFromClipboard()
     QTRY_COMPARE(m_field->text(), u"pasted ✓"_s);
     m_injector->pressPaste(PasteShortcut::shiftInsert); // Qt fields paste the clipboard here too
     QTRY_COMPARE(m_field->text(), u"pasted ✓pasted ✓"_s);
+}
+
+// What the user types while an expansion runs is held, our own keys still pass, and the held
+// keys follow them in the order typed.
+void TestX11KeyInjector::userKeysHeldThenTypedInOrder()
+{
+    QVERIFY(XvfbServer::run(u"xdotool"_s, {u"type"_s, u"abc"_s}));
+    QTRY_COMPARE(m_field->text(), u"abc"_s);
+    m_injector->holdUserKeys();
+    QVERIFY(XvfbServer::run(u"xdotool"_s, {u"type"_s, u"dE"_s}));
+    QTest::qWait(200);
+    QCOMPARE(m_field->text(), u"abc"_s);
+    m_injector->pressBackspace(2);
+    QTRY_COMPARE(m_field->text(), u"a"_s);
+    QVERIFY(XvfbServer::run(u"xdotool"_s, {u"type"_s, u"f"_s}));
+    m_injector->releaseHeldKeys();
+    QTRY_COMPARE(m_field->text(), u"adEf"_s);
+    m_injector->releaseHeldKeys(); // nothing held: nothing typed
+    QVERIFY(XvfbServer::run(u"xdotool"_s, {u"type"_s, u"g"_s}));
+    QTRY_COMPARE(m_field->text(), u"adEfg"_s);
 }
 
 void TestX11KeyInjector::focusedWindowIsOurs()

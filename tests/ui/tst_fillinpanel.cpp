@@ -2,11 +2,12 @@
 
 #include <QAccessible>
 #include <QApplication>
-#include <QFormLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
+#include <QToolButton>
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -44,6 +45,7 @@ private Q_SLOTS:
     void showingAnotherCancelsTheFirst();
     void labelsArePlainText_data();
     void labelsArePlainText();
+    void layout();
 };
 
 void TestFillInPanel::returnWalksThenInserts()
@@ -77,6 +79,7 @@ void TestFillInPanel::cancelWays_data()
     QTest::newRow("escape") << 0;
     QTest::newRow("cancel button") << 1;
     QTest::newRow("window closed") << 2;
+    QTest::newRow("header's close button") << 3;
 }
 
 void TestFillInPanel::cancelWays()
@@ -87,8 +90,10 @@ void TestFillInPanel::cancelWays()
         QTest::keyClick(panel, Qt::Key_Escape);
     else if (way == 1)
         QTest::mouseClick(panel->findChild<QPushButton*>(u"cancel"_s), Qt::LeftButton);
-    else
+    else if (way == 2)
         panel->close();
+    else
+        QTest::mouseClick(panel->findChild<QToolButton*>(u"close"_s), Qt::LeftButton);
     QCOMPARE(m_cancelled, 1);
     QVERIFY(m_completed.isEmpty());
     QVERIFY(!FillInPanel::current());
@@ -121,14 +126,39 @@ void TestFillInPanel::labelsArePlainText()
     FillInPanel::show({{label, label}}, nullptr, nullptr);
     FillInPanel* panel = FillInPanel::current();
     QVERIFY(panel);
-    auto* form = panel->findChild<QFormLayout*>();
-    QVERIFY(form);
-    auto* shown = qobject_cast<QLabel*>(form->labelForField(field(panel, 0)));
+    auto* shown = panel->findChild<QLabel*>(u"label0"_s);
     QVERIFY(shown);
     QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(shown);
     QVERIFY(accessible);
     QCOMPARE(accessible->text(QAccessible::Name), label);
     QCOMPARE(shown->buddy(), field(panel, 0));
+}
+
+// The header instead of a title bar, labels right-aligned in their column before the fields,
+// and Insert as the default button.
+void TestFillInPanel::layout()
+{
+    FillInPanel* panel = open();
+    QVERIFY(panel->windowFlags() & Qt::FramelessWindowHint);
+    QCOMPARE(panel->findChild<QLabel*>(u"headerTitle"_s)->text(), u"Complete Snippet"_s);
+    QVERIFY(!panel->findChild<QLabel*>(u"headerIcon"_s)->pixmap().isNull());
+    for (int i = 0; i < 2; ++i) {
+        auto* label = panel->findChild<QLabel*>(u"label%1"_s.arg(i));
+        QCOMPARE(label->text(), m_fields.at(i).label);
+        QVERIFY(label->alignment() & Qt::AlignRight);
+        QCOMPARE(label->width(), 90);
+        QVERIFY(label->geometry().right() < field(panel, i)->geometry().left());
+    }
+    QCOMPARE(panel->findChild<QLabel*>(u"label0"_s)->x(),
+             panel->findChild<QLabel*>(u"label1"_s)->x());
+    auto* insert = panel->findChild<QPushButton*>(u"insert"_s);
+    QVERIFY(insert->isDefault());
+    QVERIFY(!panel->findChild<QPushButton*>(u"cancel"_s)->isDefault());
+    QVERIFY(insert->geometry().left() > panel->findChild<QPushButton*>(u"cancel"_s)->x());
+    const QList<QFrame*> frames = panel->findChildren<QFrame*>();
+    QCOMPARE(std::count_if(frames.begin(), frames.end(),
+                           [](const QFrame* f) { return f->frameShape() == QFrame::HLine; }),
+             2); // under the header and above the buttons
     panel->cancel();
 }
 

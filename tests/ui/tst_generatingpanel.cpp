@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QLabel>
+#include <QPointer>
 #include <QScreen>
 #include <QTest>
 
@@ -10,48 +11,62 @@ using namespace Qt::StringLiterals;
 class TestGeneratingPanel : public QObject {
     Q_OBJECT
 private:
-    static QLabel* panel()
+    static QWidget* panel()
     {
         for (QWidget* w : QApplication::topLevelWidgets())
             if (w->objectName() == u"generatingPanel"_s)
-                return qobject_cast<QLabel*>(w);
+                return w;
         return nullptr;
     }
 
 private Q_SLOTS:
     void placement_data();
     void placement();
+    void dotsCycleWhileShown();
 };
 
 void TestGeneratingPanel::placement_data()
 {
     QTest::addColumn<QRect>("frame");
-    QTest::newRow("over the focused window") << QRect(100, 100, 600, 400);
-    QTest::newRow("no window: lower right of the screen") << QRect();
+    QTest::addColumn<QPoint>("expected");
+    QTest::newRow("below the window, left-aligned")
+        << QRect(100, 100, 600, 400) << QPoint(100, 508);
+    QTest::newRow("window past the right edge")
+        << QRect(1200, 100, 300, 200) << QPoint(1280 - 260, 308);
+    QTest::newRow("window past the left edge") << QRect(-50, 100, 300, 200) << QPoint(8, 308);
+    QTest::newRow("maximised window: above the screen's bottom")
+        << QRect(0, 0, 1280, 800) << QPoint(8, 800 - 36 - 8);
+    QTest::newRow("no window: lower right of the screen")
+        << QRect() << QPoint(1280 - 268, 800 - 56);
 }
 
 void TestGeneratingPanel::placement()
 {
     QFETCH(QRect, frame);
-    GeneratingPanel indicator([frame] { return frame; });
+    QFETCH(QPoint, expected);
+    QCOMPARE(GeneratingPanel::placement(frame, QRect(0, 0, 1280, 800)), expected);
+}
+
+void TestGeneratingPanel::dotsCycleWhileShown()
+{
+    GeneratingPanel indicator([] { return QRect(100, 100, 600, 400); });
     indicator.show();
-    QLabel* label = panel();
-    QVERIFY(label && label->isVisible());
-    QVERIFY(label->text().contains(u"Generating\u2026"_s));
-    QVERIFY(label->windowFlags() & Qt::WindowDoesNotAcceptFocus);
-    QVERIFY(!label->isActiveWindow());
-    const QRect shown = label->frameGeometry();
-    if (frame.isValid()) {
-        QVERIFY(frame.contains(shown)); // inside the window, centred, near its bottom
-        QVERIFY(qAbs(shown.center().x() - frame.center().x()) <= 1);
-        QVERIFY(shown.bottom() > frame.center().y());
-    } else {
-        const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
-        QVERIFY(screen.contains(shown));
-        QVERIFY(shown.left() > screen.center().x() && shown.top() > screen.center().y());
-    }
+    QPointer<QWidget> shown = panel();
+    QVERIFY(shown && shown->isVisible());
+    QVERIFY(shown->windowFlags() & Qt::WindowDoesNotAcceptFocus);
+    QVERIFY(shown->windowFlags() & Qt::WindowTransparentForInput);
+    QVERIFY(!shown->isActiveWindow());
+    QCOMPARE(shown->size(), QSize(GeneratingPanel::width, GeneratingPanel::height));
+    auto* text = shown->findChild<QLabel*>(u"generatingText"_s);
+    QVERIFY(text);
+    QVERIFY(!shown->findChild<QLabel*>(u"generatingIcon"_s)->pixmap().isNull());
+    QStringList seen{text->text()};
+    QTRY_VERIFY_WITH_TIMEOUT(
+        (seen.last() != text->text() ? seen << text->text() : seen).size() >= 4, 3000);
+    QCOMPARE(seen, (QStringList{u"ScrivLane is generating."_s, u"ScrivLane is generating.."_s,
+                                u"ScrivLane is generating..."_s, u"ScrivLane is generating."_s}));
     indicator.dismiss();
-    QVERIFY(!label->isVisible());
+    QVERIFY(!shown);
 }
 
 QTEST_MAIN(TestGeneratingPanel)

@@ -34,6 +34,8 @@ public:
     // Every format of what is there now (empty when nothing is).
     virtual SavedClipboard save(PasteSelections selections) = 0;
     virtual void write(const ClipboardContents& contents, PasteSelections selections) = 0;
+    // Whether an application has fetched what write put there (true when nothing is waiting).
+    virtual bool expansionRead() const = 0;
     // Puts the saved contents back (an empty list clears that selection) once the application
     // has read what was written, then calls done.
     virtual void restore(const SavedClipboard& saved, std::function<void()> done) = 0;

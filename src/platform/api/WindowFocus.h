@@ -3,6 +3,7 @@
 #include "platform/api/FrontmostApplication.h"
 
 #include <QString>
+#include <chrono>
 #include <optional>
 
 // What is known of the window that has the keyboard focus.
@@ -20,4 +21,6 @@ public:
     virtual std::optional<FocusedWindow> focusedWindow() const = 0;
     // Gives the keyboard focus back to a window (through the window manager when there is one).
     virtual void activate(unsigned long window) = 0;
+    // Waits (at most `limit`) until the keyboard focus is in `window`; false when it is not.
+    virtual bool waitForFocus(unsigned long window, std::chrono::milliseconds limit) const = 0;
 };

@@ -137,6 +137,11 @@ void QtClipboard::write(const ClipboardContents& contents, PasteSelections selec
         serve(QClipboard::Selection);
 }
 
+bool QtClipboard::expansionRead() const
+{
+    return !m_expansionRead || m_expansionRead->load();
+}
+
 void QtClipboard::restore(const SavedClipboard& saved, std::function<void()> done)
 {
     restoreWhenRead(saved, std::move(done), std::chrono::milliseconds(0));

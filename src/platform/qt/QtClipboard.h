@@ -27,6 +27,7 @@ public:
 
     SavedClipboard save(PasteSelections selections) override;
     void write(const ClipboardContents& contents, PasteSelections selections) override;
+    bool expansionRead() const override;
     void restore(const SavedClipboard& saved, std::function<void()> done) override;
     std::optional<QString> plainText() const override;
 

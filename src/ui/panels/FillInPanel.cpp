@@ -1,14 +1,19 @@
 #include "ui/panels/FillInPanel.h"
 
+#include "ui/widgets/Icons.h"
+
 #include <QCloseEvent>
-#include <QFormLayout>
+#include <QFrame>
+#include <QGridLayout>
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMouseEvent>
 #include <QPushButton>
 #include <QScreen>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 QPointer<FillInPanel> FillInPanel::s_current;
@@ -39,43 +44,123 @@ void FillInPanel::show(const QList<FillInField>& fields,
         panel->m_edits.first()->setFocus();
 }
 
+namespace {
+
+QFrame* divider(QWidget* parent)
+{
+    auto* line = new QFrame(parent);
+    line->setFrameShape(QFrame::HLine);
+    line->setFrameShadow(QFrame::Sunken);
+    return line;
+}
+
+// Labels and the header's icon in the secondary (dimmer) text colour.
+void useSecondaryColour(QWidget* widget)
+{
+    QPalette palette = widget->palette();
+    palette.setColor(QPalette::WindowText, palette.color(QPalette::PlaceholderText));
+    widget->setPalette(palette);
+}
+
+} // namespace
+
 FillInPanel::FillInPanel(const QList<FillInField>& fields)
-    : QWidget(nullptr, Qt::Tool | Qt::WindowStaysOnTopHint), m_fields(fields)
+    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint),
+      m_fields(fields)
 {
     setAttribute(Qt::WA_DeleteOnClose);
     setObjectName(QStringLiteral("fillInPanel"));
+    // Not drawn (no title bar): it names the window for the window manager and assistive tools.
     setWindowTitle(QStringLiteral("Complete Snippet"));
+    setAutoFillBackground(true);
     auto* layout = new QVBoxLayout(this);
-    auto* header = new QLabel(QStringLiteral("Complete Snippet"), this);
-    QFont bold = header->font();
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+
+    auto* header = new QHBoxLayout;
+    header->setContentsMargins(20, 20, 20, 14);
+    header->setSpacing(8);
+    auto* icon = new QLabel(this);
+    icon->setObjectName(QStringLiteral("headerIcon"));
+    icon->setPixmap(Icons::named(QStringLiteral("insert-text")).pixmap(16, 16));
+    auto* title = new QLabel(QStringLiteral("Complete Snippet"), this);
+    title->setObjectName(QStringLiteral("headerTitle"));
+    QFont bold = title->font();
     bold.setBold(true);
-    header->setFont(bold);
-    layout->addWidget(header);
-    auto* form = new QFormLayout;
+    title->setFont(bold);
+    auto* close = new QToolButton(this);
+    close->setObjectName(QStringLiteral("close"));
+    close->setIcon(Icons::named(QStringLiteral("window-close")));
+    close->setAutoRaise(true);
+    close->setAccessibleName(QStringLiteral("Close"));
+    close->setFocusPolicy(Qt::NoFocus);
+    connect(close, &QToolButton::clicked, this, &FillInPanel::cancel);
+    header->addWidget(icon);
+    header->addWidget(title);
+    header->addStretch();
+    header->addWidget(close);
+    layout->addLayout(header);
+    layout->addWidget(divider(this));
+
+    auto* form = new QGridLayout;
+    form->setContentsMargins(20, 20, 20, 20);
+    form->setVerticalSpacing(12);
+    form->setHorizontalSpacing(8);
     for (qsizetype i = 0; i < fields.size(); ++i) {
-        auto* edit = new QLineEdit(this);
-        edit->setObjectName(QStringLiteral("field%1").arg(i));
-        connect(edit, &QLineEdit::returnPressed, this, [this, i] { submitted(int(i)); });
         // Labels are the user's own text: no markup, and "&" is no shortcut.
         auto* label = new QLabel(this);
         label->setTextFormat(Qt::PlainText);
         label->setText(QString(fields.at(i).label).replace(u'&', QStringLiteral("&&")));
+        label->setObjectName(QStringLiteral("label%1").arg(i));
+        label->setFixedWidth(90);
+        label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+        useSecondaryColour(label);
+        auto* edit = new QLineEdit(this);
+        edit->setObjectName(QStringLiteral("field%1").arg(i));
         label->setBuddy(edit);
-        form->addRow(label, edit);
+        connect(edit, &QLineEdit::returnPressed, this, [this, i] { submitted(int(i)); });
+        form->addWidget(label, int(i), 0);
+        form->addWidget(edit, int(i), 1);
         m_edits.append(edit);
     }
     layout->addLayout(form);
+    layout->addWidget(divider(this));
+
     auto* buttons = new QHBoxLayout;
+    buttons->setContentsMargins(20, 14, 20, 14);
     buttons->addStretch();
     auto* cancelButton = new QPushButton(QStringLiteral("Cancel"), this);
     cancelButton->setObjectName(QStringLiteral("cancel"));
+    cancelButton->setAutoDefault(false);
     auto* insertButton = new QPushButton(QStringLiteral("Insert"), this);
     insertButton->setObjectName(QStringLiteral("insert"));
+    insertButton->setDefault(true); // drawn as the prominent one
     connect(cancelButton, &QPushButton::clicked, this, &FillInPanel::cancel);
     connect(insertButton, &QPushButton::clicked, this, &FillInPanel::complete);
     buttons->addWidget(cancelButton);
     buttons->addWidget(insertButton);
     layout->addLayout(buttons);
+}
+
+// Without a title bar the form moves by dragging its background.
+void FillInPanel::mousePressEvent(QMouseEvent* event)
+{
+    if (event->button() == Qt::LeftButton)
+        m_dragOffset = event->globalPosition().toPoint() - frameGeometry().topLeft();
+    QWidget::mousePressEvent(event);
+}
+
+void FillInPanel::mouseMoveEvent(QMouseEvent* event)
+{
+    if ((event->buttons() & Qt::LeftButton) && m_dragOffset)
+        move(event->globalPosition().toPoint() - *m_dragOffset);
+    QWidget::mouseMoveEvent(event);
+}
+
+void FillInPanel::mouseReleaseEvent(QMouseEvent* event)
+{
+    m_dragOffset.reset();
+    QWidget::mouseReleaseEvent(event);
 }
 
 void FillInPanel::submitted(int index)

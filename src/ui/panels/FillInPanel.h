@@ -4,6 +4,7 @@
 
 #include <QPointer>
 #include <QWidget>
+#include <optional>
 
 class QLineEdit;
 
@@ -25,6 +26,9 @@ public:
 protected:
     void keyPressEvent(QKeyEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
 
 private:
     explicit FillInPanel(const QList<FillInField>& fields);
@@ -35,5 +39,6 @@ private:
     QList<QLineEdit*> m_edits;
     std::function<void(const QHash<QString, QString>&)> m_completion;
     std::function<void()> m_cancellation;
+    std::optional<QPoint> m_dragOffset;
     static QPointer<FillInPanel> s_current;
 };
