@@ -2,6 +2,7 @@
 
 #include <QJsonDocument>
 #include <QJsonParseError>
+#include <algorithm>
 #include <array>
 
 namespace scrivlane::sync {
@@ -108,17 +109,21 @@ JournalReadResult readJournal(const QByteArray& bytes, quint64 afterSeq)
             break;
         }
         result.consumed = start;
+        const bool pastGap = result.stop == JournalReadResult::Stop::Gap;
         if (!parsed.ok) {
-            ++result.damaged;
-            ++damagedRun;
+            if (!pastGap) {
+                ++result.damaged;
+                ++damagedRun;
+            }
             continue;
         }
         const quint64 seq = parsed.entry.seq;
-        if (seq <= result.lastInOrder)
+        result.highestSeq = std::max(result.highestSeq, seq);
+        if (seq <= result.lastInOrder || pastGap)
             continue;
         if (seq > result.lastInOrder + 1 + damagedRun) {
             result.stop = JournalReadResult::Stop::Gap;
-            break;
+            continue;
         }
         result.lastInOrder = seq;
         damagedRun = 0;

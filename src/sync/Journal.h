@@ -39,9 +39,12 @@ struct JournalReadResult {
     // The file ends inside a line: a write still on its way or a torn copy.
     bool tornTail = false;
     Stop stop = Stop::None;
-    // With Gap: the last sequence number read in order.
+    // The last sequence number read in order.
     quint64 lastInOrder = 0;
-    // Bytes up to the end of the last complete line, where the next read may resume.
+    // The highest number on any readable line, past a gap too: a writer carries on after it,
+    // never reusing a number a reader may already hold.
+    quint64 highestSeq = 0;
+    // Bytes up to the end of the last complete line: where a writer cuts a torn tail off.
     qsizetype consumed = 0;
 };
 

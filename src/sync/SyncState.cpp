@@ -1,6 +1,6 @@
 #include "sync/SyncState.h"
 
-#include <QJsonArray>
+#include <QMap>
 
 namespace scrivlane::sync {
 
@@ -103,70 +103,33 @@ QMap<QString, QJsonObject> SyncState::visible(Kind kind) const
     return result;
 }
 
-QJsonObject SyncState::toJson() const
+QList<SyncState::StampedChange> SyncState::compacted() const
 {
-    // {"snippet":{"<id>":{"deleted":stamp?,"edited":stamp,"fields":{"<name>":[value,stamp]}}}}
-    QJsonObject snapshot;
+    QList<StampedChange> changes;
     for (qsizetype k = 0; k < kKinds; ++k) {
-        QJsonObject records;
+        const QString kind = kindName(k);
         for (auto it = m_records[k].cbegin(); it != m_records[k].cend(); ++it) {
-            QJsonObject fields;
+            const auto header = [&](const QString& op) {
+                return QJsonObject{{QStringLiteral("op"), op},
+                                   {QStringLiteral("kind"), kind},
+                                   {QStringLiteral("id"), it.key()}};
+            };
+            QMap<HlcStamp, QJsonObject> byStamp;
             for (auto field = it->fields.cbegin(); field != it->fields.cend(); ++field)
-                fields.insert(field.key(), QJsonArray{field->value, field->stamp.toString()});
-            QJsonObject record{{QStringLiteral("fields"), fields}};
-            if (!it->lastEdit.isNull())
-                record.insert(QStringLiteral("edited"), it->lastEdit.toString());
+                byStamp[field->stamp].insert(field.key(), field->value);
+            // A bare "set" may be the newest word on the record (it outlives a delete).
+            if (!it->lastEdit.isNull() && !byStamp.contains(it->lastEdit))
+                byStamp.insert(it->lastEdit, QJsonObject());
+            for (auto group = byStamp.cbegin(); group != byStamp.cend(); ++group) {
+                QJsonObject change = header(QStringLiteral("set"));
+                change.insert(QStringLiteral("fields"), group.value());
+                changes.append({group.key(), change});
+            }
             if (!it->deleted.isNull())
-                record.insert(QStringLiteral("deleted"), it->deleted.toString());
-            records.insert(it.key(), record);
-        }
-        snapshot.insert(kindName(k), records);
-    }
-    return snapshot;
-}
-
-bool SyncState::mergeJson(const QJsonObject& snapshot)
-{
-    // Read everything first so a damaged snapshot changes nothing.
-    SyncState incoming;
-    for (qsizetype k = 0; k < kKinds; ++k) {
-        const QJsonObject records = snapshot.value(kindName(k)).toObject();
-        for (auto it = records.begin(); it != records.end(); ++it) {
-            const QJsonObject record = it.value().toObject();
-            Record& target = incoming.m_records[k][it.key()];
-            for (const auto& [key, stampOf] :
-                 {std::pair{QStringLiteral("edited"), &Record::lastEdit},
-                  std::pair{QStringLiteral("deleted"), &Record::deleted}}) {
-                if (!record.contains(key))
-                    continue;
-                const auto stamp = HlcStamp::parse(record.value(key).toString());
-                if (!stamp)
-                    return false;
-                target.*stampOf = *stamp;
-                incoming.see(*stamp);
-            }
-            const QJsonObject fields = record.value(QLatin1String("fields")).toObject();
-            for (auto field = fields.begin(); field != fields.end(); ++field) {
-                const QJsonArray pair = field.value().toArray();
-                const auto stamp = HlcStamp::parse(pair.at(1).toString());
-                if (pair.size() != 2 || !stamp)
-                    return false;
-                target.fields.insert(field.key(), {pair.at(0), *stamp});
-            }
+                changes.append({it->deleted, header(QStringLiteral("delete"))});
         }
     }
-    for (qsizetype k = 0; k < kKinds; ++k) {
-        for (auto it = incoming.m_records[k].cbegin(); it != incoming.m_records[k].cend(); ++it) {
-            Record& record = m_records[k][it.key()];
-            for (auto field = it->fields.cbegin(); field != it->fields.cend(); ++field)
-                setField(record, field.key(), field->value, field->stamp);
-            if (it->lastEdit > record.lastEdit)
-                record.lastEdit = it->lastEdit;
-            markDeleted(record, it->deleted);
-        }
-    }
-    see(incoming.m_latest);
-    return true;
+    return changes;
 }
 
 bool operator==(const SyncState& a, const SyncState& b)

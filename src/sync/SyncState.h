@@ -5,6 +5,7 @@
 #include <QHash>
 #include <QJsonObject>
 #include <QJsonValue>
+#include <QList>
 #include <QMap>
 #include <QString>
 
@@ -34,11 +35,14 @@ public:
     QMap<QString, QJsonObject> visible(Kind kind) const;
     bool isVisible(Kind kind, const QString& id) const;
 
-    // Everything needed to carry on from here, stamps and deleted records included: a
-    // snapshot that stands in for the journal entries it covers.
-    QJsonObject toJson() const;
-    // Merges a snapshot in (it may overlap what is already here). False when unreadable.
-    bool mergeJson(const QJsonObject& snapshot);
+    // The fewest changes that rebuild this state: per record, one "set" per stamp (fields
+    // changed together travel together) and its delete, if any. Applying them to an empty
+    // state gives this one, which is what lets a journal be compacted into a snapshot.
+    struct StampedChange {
+        HlcStamp stamp;
+        QJsonObject change;
+    };
+    QList<StampedChange> compacted() const;
 
     // The latest stamp seen, for the local clock to overtake.
     const HlcStamp& latest() const { return m_latest; }

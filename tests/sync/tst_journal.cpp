@@ -79,28 +79,31 @@ private Q_SLOTS:
         QTest::addColumn<QList<quint64>>("seqs");
         QTest::addColumn<int>("damaged");
         QTest::addColumn<Stop>("stop");
+        QTest::addColumn<quint64>("highest");
 
         QByteArray flipped = journal({1, 2, 3});
         flipped[flipped.indexOf("\n") + 30] ^= 0x20; // inside entry 2's JSON
         QTest::newRow("one entry damaged in place: skipped")
-            << flipped << QList<quint64>{1, 3} << 1 << Stop::None;
+            << flipped << QList<quint64>{1, 3} << 1 << Stop::None << quint64(3);
         QTest::newRow("bad checksum digits") << journal({1}) + "zzzzzzzz " + journal({2}).mid(9)
-                                             << QList<quint64>{1} << 1 << Stop::None;
+                                             << QList<quint64>{1} << 1 << Stop::None << quint64(1);
         QTest::newRow("checksummed but not an entry")
             << journal({1}) + line(R"({"v":1,"seq":2})") + journal({3}) << QList<quint64>{1, 3} << 1
-            << Stop::None;
+            << Stop::None << quint64(3);
         QTest::newRow("an entry missing: gap")
-            << journal({1, 2, 4, 5}) << QList<quint64>{1, 2} << 0 << Stop::Gap;
+            << journal({1, 2, 4, 5}) << QList<quint64>{1, 2} << 0 << Stop::Gap << quint64(5);
         QTest::newRow("two damaged bridge a jump of two")
             << journal({1}) + "garbage\nmore garbage\n" + journal({4}) << QList<quint64>{1, 4} << 2
-            << Stop::None;
+            << Stop::None << quint64(4);
         QTest::newRow("newer format stops before it")
             << journal({1}) + line(R"({"v":2,"seq":2,"hlc":"x","change":{}})") + journal({3})
-            << QList<quint64>{1} << 0 << Stop::NewerFormat;
+            << QList<quint64>{1} << 0 << Stop::NewerFormat << quint64(1);
         QTest::newRow("repeats from a conflict copy dropped")
-            << journal({1, 2}) + journal({1, 2, 3}) << QList<quint64>{1, 2, 3} << 0 << Stop::None;
+            << journal({1, 2}) + journal({1, 2, 3}) << QList<quint64>{1, 2, 3} << 0 << Stop::None
+            << quint64(3);
         QTest::newRow("blank lines ignored")
-            << "\n" + journal({1}) + "\n" + journal({2}) << QList<quint64>{1, 2} << 0 << Stop::None;
+            << "\n" + journal({1}) + "\n" + journal({2}) << QList<quint64>{1, 2} << 0 << Stop::None
+            << quint64(2);
     }
     void damagedAndStoppingLines()
     {
@@ -108,11 +111,13 @@ private Q_SLOTS:
         QFETCH(QList<quint64>, seqs);
         QFETCH(int, damaged);
         QFETCH(Stop, stop);
+        QFETCH(quint64, highest);
         const JournalReadResult result = readJournal(bytes);
         QCOMPARE(seqsOf(result), seqs);
         QCOMPARE(result.damaged, damaged);
         QCOMPARE(result.stop, stop);
         QCOMPARE(result.lastInOrder, seqs.last());
+        QCOMPARE(result.highestSeq, highest);
     }
 
     void resumesAfterTheLastSeen()
