@@ -756,7 +756,7 @@ QString PersistenceController::syncEventLogLine(const SyncEvent& event)
         type = QStringLiteral("unknown");
         break;
     }
-    QString line = QStringLiteral("[CloudKit] ") + type +
+    QString line = QStringLiteral("[Sync] ") + type +
                    (event.endDate ? QStringLiteral(" finished") : QStringLiteral(" started"));
     if (event.error)
         line += QStringLiteral(" \u2014 ERROR: ") + event.error->description;

@@ -573,25 +573,25 @@ void TestPersistenceController::syncEvents_data()
     using T = SyncEvent::Type;
     QTest::newRow("export runs and finishes")
         << QList<SyncEvent>{{T::exportChanges, {}, {}}, {T::exportChanges, t0, {}}} << false
-        << QString() << true << u"[CloudKit] export finished"_s;
+        << QString() << true << u"[Sync] export finished"_s;
     QTest::newRow("import still running") << QList<SyncEvent>{{T::import, {}, {}}} << true
-                                          << u"old"_s << false << u"[CloudKit] import started"_s;
+                                          << u"old"_s << false << u"[Sync] import started"_s;
     QTest::newRow("unknown type leaves syncing alone")
         << QList<SyncEvent>{{T::setup, {}, {}}, {T::other, t0, {}}} << true << QString() << true
-        << u"[CloudKit] unknown finished"_s;
+        << u"[Sync] unknown finished"_s;
     QTest::newRow("item errors that do not matter")
         << QList<SyncEvent>{{T::exportChanges, t0, partial({changed, changed})}} << false
-        << u"old"_s << false << u"[CloudKit] export finished \u2014 ERROR: Partial"_s;
+        << u"old"_s << false << u"[Sync] export finished \u2014 ERROR: Partial"_s;
     QTest::newRow("quota exceeded item")
         << QList<SyncEvent>{{T::exportChanges, t0, partial({changed, quota})}} << false
-        << u"Partial"_s << false << u"[CloudKit] export finished \u2014 ERROR: Partial"_s;
+        << u"Partial"_s << false << u"[Sync] export finished \u2014 ERROR: Partial"_s;
     QTest::newRow("partial failure without items")
         << QList<SyncEvent>{{T::import, t0, partial({})}} << false << u"old"_s << false
-        << u"[CloudKit] import finished \u2014 ERROR: Partial"_s;
+        << u"[Sync] import finished \u2014 ERROR: Partial"_s;
     QTest::newRow("plain error") << QList<SyncEvent>{{T::import, t0,
                                                       SyncEventError{u"Offline"_s, false, 0, {}}}}
                                  << false << u"Offline"_s << false
-                                 << u"[CloudKit] import finished \u2014 ERROR: Offline"_s;
+                                 << u"[Sync] import finished \u2014 ERROR: Offline"_s;
 }
 
 void TestPersistenceController::syncEvents()
