@@ -73,6 +73,12 @@ FolderMirror::FolderMirror(Options options)
     : m_options(std::move(options)), m_clock(m_options.device, m_options.wallClock)
 {}
 
+QString FolderMirror::missingFolderError() const
+{
+    return QStringLiteral("The sync folder %1 is missing; is its drive mounted?")
+        .arg(QDir::toNativeSeparators(m_options.syncFolder));
+}
+
 QString FolderMirror::libraryFolder() const
 {
     return QDir(m_options.syncFolder).filePath(kLibraryFolder);
@@ -117,9 +123,7 @@ QHash<QString, FolderMirror::DeviceFiles> FolderMirror::scan(MirrorOutcome& outc
     // An unmounted drive leaves its mount point empty or gone: never mistake it for a
     // library with nothing in it, and never create it.
     if (!QFileInfo(m_options.syncFolder).isDir()) {
-        fail(outcome, MirrorOutcome::Failure::FolderMissing,
-             QStringLiteral("The sync folder %1 is missing; is its drive mounted?")
-                 .arg(QDir::toNativeSeparators(m_options.syncFolder)));
+        fail(outcome, MirrorOutcome::Failure::FolderMissing, missingFolderError());
         return devices;
     }
     const QDir folder(libraryFolder());
@@ -282,6 +286,11 @@ MirrorOutcome FolderMirror::exportChanges(const QList<QJsonObject>& changes)
     MirrorOutcome outcome = open();
     if (!outcome.ok() || changes.isEmpty())
         return outcome;
+    // Checked on every export: a drive unmounted since must not get a new empty folder.
+    if (!QFileInfo(m_options.syncFolder).isDir()) {
+        fail(outcome, MirrorOutcome::Failure::FolderMissing, missingFolderError());
+        return outcome;
+    }
     if (!QDir().mkpath(libraryFolder())) {
         fail(outcome, MirrorOutcome::Failure::NotWritable,
              QStringLiteral("The sync folder %1 cannot be written to.")

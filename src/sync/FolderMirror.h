@@ -75,6 +75,7 @@ private:
                                                 MirrorOutcome& outcome);
     void take(const QString& device, const JournalEntry& entry, MirrorOutcome& outcome);
     MirrorOutcome open();
+    QString missingFolderError() const;
     QString journalPath(quint64 generation) const;
     QString snapshotPath() const;
     bool compact(MirrorOutcome& outcome);

@@ -208,6 +208,14 @@ private Q_SLOTS:
         QCOMPARE(outcome.failure, Failure::FolderMissing);
         QVERIFY(outcome.error.contains(u"unmounted"_s));
         QCOMPARE(gone->exportChanges({title(u"s"_s, u"t"_s)}).failure, Failure::FolderMissing);
+
+        // Unmounted after a good start.
+        QVERIFY(QDir(m_dir->path()).mkpath(u"drive"_s));
+        Home mounted(m_dir->filePath(u"drive"_s), u"dev-a"_s);
+        QVERIFY(mounted->exportChanges({title(u"s"_s, u"t"_s)}).ok());
+        QVERIFY(QDir(m_dir->filePath(u"drive"_s)).removeRecursively());
+        QCOMPARE(mounted->exportChanges({title(u"s"_s, u"u"_s)}).failure, Failure::FolderMissing);
+        QVERIFY(!QFileInfo::exists(m_dir->filePath(u"drive"_s)));
         QVERIFY(!QFileInfo::exists(m_dir->filePath(u"unmounted"_s)));
 
         // Something that is not a folder where the library should be (true for root too,
