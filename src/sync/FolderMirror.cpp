@@ -236,7 +236,7 @@ void FolderMirror::readDevice(const QString& device, const DeviceFiles& files,
     m_progress.insert(device, progress);
     if (device == m_options.device) {
         // Never reuse a number a reader may already hold.
-        m_nextSeq = std::max(progress, highest) + 1;
+        m_nextSeq = std::max(m_nextSeq, std::max(progress, highest) + 1);
         if (!generations.isEmpty())
             m_generation = std::max(m_generation, generations.last());
     }
@@ -272,13 +272,36 @@ MirrorOutcome FolderMirror::open()
         const QByteArray& bytes = std::get<QByteArray>(read);
         const JournalReadResult result = readJournal(bytes);
         m_entriesInGeneration = static_cast<int>(bytes.left(result.consumed).count('\n'));
-        if (result.consumed < bytes.size() &&
-            ::truncate(QFile::encodeName(path).constData(), result.consumed) != 0)
-            fail(outcome, failureOf(errno),
-                 QStringLiteral("Cannot write to %1: %2").arg(path, errnoText(errno)));
+        m_ownJournalSize = bytes.size();
+        if (result.consumed < bytes.size()) {
+            if (::truncate(QFile::encodeName(path).constData(), result.consumed) == 0)
+                m_ownJournalSize = result.consumed;
+            else
+                fail(outcome, failureOf(errno),
+                     QStringLiteral("Cannot write to %1: %2").arg(path, errnoText(errno)));
+        }
+    } else {
+        m_entriesInGeneration = 0;
+        m_ownJournalSize = -1;
     }
     m_opened = outcome.ok();
     return outcome;
+}
+
+void FolderMirror::catchUpOwn(MirrorOutcome& outcome)
+{
+    const QFileInfo journal(journalPath(m_generation));
+    if ((journal.exists() ? journal.size() : -1) == m_ownJournalSize)
+        return;
+    // Our journal is not as we left it: another process here (the command line) wrote to it,
+    // or the folder is another than the one written to (a drive mounted over it).
+    // Read it again from the start, to learn how much of ours it really holds.
+    m_progress.remove(m_options.device);
+    m_opened = false;
+    outcome = open();
+    // What the folder lacks of ours goes back in through a snapshot.
+    if (outcome.ok() && m_progress.value(m_options.device) + 1 < m_nextSeq)
+        compact(outcome);
 }
 
 MirrorOutcome FolderMirror::exportChanges(const QList<QJsonObject>& changes)
@@ -297,6 +320,9 @@ MirrorOutcome FolderMirror::exportChanges(const QList<QJsonObject>& changes)
                  .arg(QDir::toNativeSeparators(m_options.syncFolder)));
         return outcome;
     }
+    catchUpOwn(outcome);
+    if (!outcome.ok())
+        return outcome;
     m_clock.observe(m_merged.latest());
     QList<JournalEntry> entries;
     QByteArray bytes;
@@ -326,6 +352,7 @@ MirrorOutcome FolderMirror::exportChanges(const QList<QJsonObject>& changes)
                  : QStringLiteral("Cannot write to %1: %2").arg(path, errnoText(error)));
         return outcome;
     }
+    m_ownJournalSize = before.st_size + bytes.size();
     fd.reset();
 
     m_nextSeq += static_cast<quint64>(entries.size());
@@ -360,6 +387,8 @@ bool FolderMirror::compact(MirrorOutcome& outcome)
     const quint64 old = m_generation;
     ++m_generation;
     m_entriesInGeneration = 0;
+    m_ownJournalSize = -1;
+    m_progress.insert(m_options.device, m_nextSeq - 1);
     const QDir folder(libraryFolder());
     for (const QString& name : folder.entryList(QDir::Files)) {
         const auto parsed = parseName(name);

@@ -78,6 +78,7 @@ private:
     QString missingFolderError() const;
     QString journalPath(quint64 generation) const;
     QString snapshotPath() const;
+    void catchUpOwn(MirrorOutcome& outcome);
     bool compact(MirrorOutcome& outcome);
     static void fail(MirrorOutcome& outcome, MirrorOutcome::Failure failure, const QString& error);
     static MirrorOutcome::Failure failureOf(int error);
@@ -93,6 +94,8 @@ private:
     quint64 m_nextSeq = 1;
     quint64 m_generation = 1;
     int m_entriesInGeneration = 0;
+    // The current journal's size as this process left it; -1: no such file.
+    qint64 m_ownJournalSize = -1;
 };
 
 } // namespace scrivlane::sync

@@ -152,6 +152,34 @@ private Q_SLOTS:
         QCOMPARE(read.entries.last().seq, quint64(2));
     }
 
+    // The app and the command line on one computer write one journal in turn; and a drive
+    // mounted over the folder shows an older copy of it. Nothing is numbered twice and
+    // nothing written is lost to the other computers.
+    void ourJournalChangedBehindOurBack()
+    {
+        const QString folder = m_dir->path();
+        Home app(folder, u"dev-a"_s);
+        QVERIFY(app->exportChanges({title(u"s1"_s, u"app"_s)}).ok());
+        const QByteArray afterFirst = contents(folder + u"/Library/dev-a.1.journal"_s);
+        {
+            Home cli(folder, u"dev-a"_s);
+            QVERIFY(cli->exportChanges({title(u"s2"_s, u"cli"_s)}).ok());
+        }
+        QVERIFY(app->exportChanges({title(u"s3"_s, u"app"_s)}).ok());
+        const JournalReadResult journal =
+            readJournal(contents(folder + u"/Library/dev-a.1.journal"_s));
+        QCOMPARE(journal.entries.size(), 3);
+        QCOMPARE(journal.stop, JournalReadResult::Stop::None);
+
+        // The older copy: only the first entry.
+        QFile::remove(folder + u"/Library/dev-a.1.journal"_s);
+        append(folder + u"/Library/dev-a.1.journal"_s, afterFirst);
+        QVERIFY(app->exportChanges({title(u"s4"_s, u"app"_s)}).ok());
+        Home b(folder, u"dev-b"_s);
+        QVERIFY(b->importChanges().ok());
+        QCOMPARE(b.snippets().keys(), (QStringList{u"s1"_s, u"s2"_s, u"s3"_s, u"s4"_s}));
+    }
+
     // An entry lost from our own journal (a backup of the folder put back, say) must not
     // make us hand its number out again: readers that hold the later one would drop ours.
     void numbersAreNeverReused()
