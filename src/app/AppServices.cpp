@@ -2,28 +2,37 @@
 
 #include "ai/AIService.h"
 #include "common/AppPaths.h"
+#include "common/Preferences.h"
 #include "library/PersistenceController.h"
 #include "platform/qt/QtHttpClient.h"
 #include "platform/secrets/KeychainSecretStore.h"
+#include "sync/LibrarySync.h"
 
 #include <QDir>
 #include <QSettings>
+#include <QSysInfo>
 
 struct AppServices::Parts {
+    Mode mode = Mode::application;
     std::optional<std::optional<QString>> prepared; // once prepared: the error, if any
     std::unique_ptr<QSettings> settings;
     std::unique_ptr<PersistenceController> store;
+    std::unique_ptr<scrivlane::sync::LibrarySync> librarySync;
     std::unique_ptr<QtHttpClient> http;
     std::unique_ptr<KeychainSecretStore> secrets;
     std::unique_ptr<AIService> ai;
 };
 
-AppServices::AppServices() : m_parts(std::make_unique<Parts>()) {}
+AppServices::AppServices(Mode mode) : m_parts(std::make_unique<Parts>())
+{
+    m_parts->mode = mode;
+}
 
 // The AI service and the store use the settings: they go first.
 AppServices::~AppServices()
 {
     m_parts->ai.reset();
+    m_parts->librarySync.reset();
     m_parts->store.reset();
 }
 
@@ -50,9 +59,37 @@ PersistenceController& AppServices::store()
         PersistenceController::Options options;
         options.databasePath = PersistenceController::defaultDatabasePath();
         options.settings = &settings();
+        if (m_parts->mode == Mode::command)
+            options.syncLog = [](const QString&) {};
         m_parts->store = std::make_unique<PersistenceController>(std::move(options));
+        if (m_parts->store->isSyncEnabled())
+            startLibrarySync();
     }
     return *m_parts->store;
+}
+
+void AppServices::startLibrarySync()
+{
+    PersistenceController& store = *m_parts->store;
+    const QString folder = Preferences::text(settings(), Preferences::syncFolder);
+    // Ours to make when it is the default one in the data folder; a folder the user chose
+    // may be on a drive not mounted yet, and must not be made in its place.
+    if (folder == QDir(AppPaths::dataDir()).absoluteFilePath(QStringLiteral("Sync")))
+        AppPaths::makePrivateDir(folder);
+    QString machine = QString::fromLatin1(QSysInfo::machineUniqueId().toHex());
+    if (machine.isEmpty())
+        machine = QSysInfo::machineHostName();
+    m_parts->librarySync =
+        std::make_unique<scrivlane::sync::LibrarySync>(scrivlane::sync::LibrarySync::Options{
+            &store, folder, AppPaths::dataDir(), machine, {}, {}});
+    QObject::connect(&store, &PersistenceController::didSave, m_parts->librarySync.get(),
+                     &scrivlane::sync::LibrarySync::exportChanges);
+}
+
+scrivlane::sync::LibrarySync* AppServices::librarySync()
+{
+    store();
+    return m_parts->librarySync.get();
 }
 
 AIService& AppServices::ai()

@@ -11,17 +11,22 @@ class HttpClient;
 // is made on first use and destroyed before Qt itself.
 class AppServices final : public CommandServices {
 public:
-    AppServices();
+    // A command's output is for scripts: the store's sync log lines stay out of it.
+    enum class Mode { application, command };
+    explicit AppServices(Mode mode = Mode::application);
     ~AppServices() override;
 
     std::optional<QString> prepareFiles() override;
     QSettings& settings() override;
     PersistenceController& store() override;
     AIService& ai() override;
+    scrivlane::sync::LibrarySync* librarySync() override;
     // HTTP for the AI providers and the update feed.
     HttpClient& http();
 
 private:
+    void startLibrarySync();
+
     struct Parts;
     std::unique_ptr<Parts> m_parts;
 };

@@ -81,7 +81,7 @@ int main(int argc, char* argv[])
         // A command reports in its own one-line errors; the services' notes (where API keys
         // are kept, a file that was skipped) belong in the tray app's log.
         QLoggingCategory::setFilterRules(u"scrivlane.*.info=false\nscrivlane.*.warning=false"_s);
-        AppServices services;
+        AppServices services(AppServices::Mode::command);
         const std::optional<CommandLine::Outcome> outcome =
             CommandLine::run(app.arguments(), services);
         if (outcome) {

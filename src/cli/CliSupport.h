@@ -28,6 +28,7 @@ void appendConfigCommands(std::vector<Command>& commands);
 void appendRichTextCommands(std::vector<Command>& commands);
 void appendStoreCommands(std::vector<Command>& commands);
 void appendBackupCommands(std::vector<Command>& commands);
+void appendSyncCommands(std::vector<Command>& commands);
 void appendSoundCommands(std::vector<Command>& commands);
 
 Outcome usageError(const QString& message);

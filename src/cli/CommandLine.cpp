@@ -16,6 +16,7 @@ const std::vector<Cli::Command>& commands()
         Cli::appendRichTextCommands(list);
         Cli::appendStoreCommands(list);
         Cli::appendBackupCommands(list);
+        Cli::appendSyncCommands(list);
         Cli::appendSoundCommands(list);
         return list;
     }();

@@ -6,6 +6,9 @@ class AIService;
 class PersistenceController;
 class QSettings;
 class QString;
+namespace scrivlane::sync {
+class LibrarySync;
+}
 
 // The long-lived parts of the process the commands work on. The application owns them and
 // creates each on first use, so a command that needs no store never opens one.
@@ -18,4 +21,7 @@ public:
     virtual QSettings& settings() = 0;
     virtual PersistenceController& store() = 0;
     virtual AIService& ai() = 0;
+    // The library's sync with the sync folder; none while sync is off. Made with the store,
+    // so every save of a command goes out.
+    virtual scrivlane::sync::LibrarySync* librarySync() = 0;
 };

@@ -93,6 +93,16 @@ QString categoryJson(const CategoryEntity& c)
         .toString();
 }
 
+// The named category, made when there is none of that name yet.
+CategoryEntity* categoryNamed(Store& store, const QString& name)
+{
+    for (CategoryEntity* c :
+         store.fetchCategories(Store::Filter::live, Store::CategoryOrder::sortOrderAscending))
+        if (c->name() == name)
+            return c;
+    return store.createCategory(name, CategoryPalette::defaultColorHex());
+}
+
 Outcome snippetAdd(Store& store, const QStringList& arguments)
 {
     QCommandLineParser parser;
@@ -120,16 +130,8 @@ Outcome snippetAdd(Store& store, const QStringList& arguments)
                                    u" is not an RTF document ScrivLane can read"_s);
     }
 
-    CategoryEntity* target = nullptr;
-    if (parser.isSet(category)) {
-        const QString name = parser.value(category);
-        for (CategoryEntity* c :
-             store.fetchCategories(Store::Filter::live, Store::CategoryOrder::sortOrderAscending))
-            if (c->name() == name && !target)
-                target = c;
-        if (!target)
-            target = store.createCategory(name, CategoryPalette::defaultColorHex());
-    }
+    CategoryEntity* target =
+        parser.isSet(category) ? categoryNamed(store, parser.value(category)) : nullptr;
     SnippetEntity* snippet = store.insertSnippet(SnippetEntity::create(
         parser.value(title), parser.value(abbreviation), target, QDateTime::currentDateTimeUtc()));
     snippet->setExpandedText(parser.value(text));
@@ -140,6 +142,47 @@ Outcome snippetAdd(Store& store, const QStringList& arguments)
     }
     store.save();
     return afterSave(store, idText(snippet->id()) + u"\n"_s);
+}
+
+Outcome snippetEdit(Store& store, const QStringList& arguments)
+{
+    QCommandLineParser parser;
+    const QCommandLineOption abbreviation(u"abbreviation"_s, QString(), u"A"_s);
+    const QCommandLineOption title(u"title"_s, QString(), u"T"_s);
+    const QCommandLineOption text(u"text"_s, QString(), u"X"_s);
+    const QCommandLineOption category(u"category"_s, QString(), u"NAME"_s);
+    const QCommandLineOption noCategory(u"no-category"_s);
+    parser.addOptions({abbreviation, title, text, category, noCategory});
+    if (auto early = Cli::parseSubcommand(parser, arguments, 1, 1, u"ID"_s))
+        return *early;
+    if (parser.isSet(category) && parser.isSet(noCategory))
+        return Cli::usageError(u"snippet edit: give --category or --no-category, not both"_s);
+    if (parser.isSet(abbreviation) &&
+        TextRules::trimSpacesAndTabs(parser.value(abbreviation)).isEmpty())
+        return Cli::usageError(u"snippet edit: --abbreviation must not be blank"_s);
+    QList<SnippetEntity*> found;
+    if (auto error = resolveIds<SnippetEntity>(
+            parser.positionalArguments(), [&](const QUuid& id) { return store.snippetWithId(id); },
+            found))
+        return *error;
+    SnippetEntity& snippet = *found.first();
+    if (parser.isSet(title))
+        snippet.setTitle(parser.value(title));
+    if (parser.isSet(abbreviation))
+        snippet.setAbbreviation(TextRules::trimSpacesAndTabs(parser.value(abbreviation)));
+    if (parser.isSet(text)) {
+        // Plain from now on: the rich document would no longer match the text.
+        snippet.setExpandedText(parser.value(text));
+        snippet.setExpandedTextRTF(std::nullopt);
+        snippet.setRichText(false);
+    }
+    if (parser.isSet(category))
+        snippet.setCategory(categoryNamed(store, parser.value(category)));
+    if (parser.isSet(noCategory))
+        snippet.setCategory(nullptr);
+    snippet.setUpdatedAt(QDateTime::currentDateTimeUtc());
+    store.save();
+    return afterSave(store, QString());
 }
 
 Outcome snippetList(Store& store, const QStringList& arguments)
@@ -252,8 +295,11 @@ Outcome runRecordCommand(const QStringList& arguments, CommandServices& services
     const QStringList rest = subcommandArguments(arguments);
     if (action != u"add"_s && action != u"list"_s && action != u"trash"_s &&
         action != u"restore"_s && action != u"delete"_s)
-        return Cli::usageError(arguments.first() +
-                               u": expected add, list, trash, restore or delete"_s);
+        return Cli::usageError(arguments.first() + (arguments.first() == u"snippet"_s
+                                                        ? u": expected add, edit, list, trash, "
+                                                          u"restore or delete"_s
+                                                        : u": expected add, list, trash, "
+                                                          u"restore or delete"_s));
     Store& store = services.store();
     if (auto failed = unavailable(store))
         return *failed;
@@ -266,6 +312,12 @@ Outcome runRecordCommand(const QStringList& arguments, CommandServices& services
 
 Outcome runSnippet(const QStringList& arguments, CommandServices& services)
 {
+    if (arguments.value(1) == u"edit"_s) {
+        Store& store = services.store();
+        if (auto failed = unavailable(store))
+            return *failed;
+        return snippetEdit(store, subcommandArguments(arguments));
+    }
     return runRecordCommand(arguments, services, snippetAdd, snippetList, snippetChange);
 }
 
@@ -322,6 +374,9 @@ void Cli::appendStoreCommands(std::vector<Command>& commands)
          uR"(  snippet add --abbreviation A [--title T] [--text X | --rtf-file F] [--category NAME]
       Adds a snippet, rich when its text comes from an RTF file (and the category, when
       none of that name exists); prints its id.
+  snippet edit ID [--title T] [--abbreviation A] [--text X] [--category NAME | --no-category]
+      Changes a snippet; new text makes it plain. A category that does not exist yet is
+      made.
   snippet list [--trashed | --all]
       Prints the live (or trashed, or all) snippets as a JSON array.
   snippet trash|restore|delete ID...

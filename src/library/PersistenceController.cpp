@@ -765,9 +765,13 @@ QString PersistenceController::syncEventLogLine(const SyncEvent& event)
 
 void PersistenceController::handleSyncEvent(const SyncEvent& event)
 {
-    const QByteArray line = (syncEventLogLine(event) + u'\n').toUtf8();
-    std::fwrite(line.constData(), 1, std::size_t(line.size()), stdout);
-    std::fflush(stdout);
+    if (m_options.syncLog) {
+        m_options.syncLog(syncEventLogLine(event));
+    } else {
+        const QByteArray line = (syncEventLogLine(event) + u'\n').toUtf8();
+        std::fwrite(line.constData(), 1, std::size_t(line.size()), stdout);
+        std::fflush(stdout);
+    }
 
     if (event.type != SyncEvent::Type::other)
         setSyncing(!event.endDate.has_value());

@@ -44,6 +44,8 @@ public:
         // Relaunch and quit, replaced in tests.
         std::function<bool(const QString& program, const QStringList& arguments)> startProcess;
         std::function<void()> quit;
+        // Where the sync event lines go; none: standard output.
+        std::function<void(const QString& line)> syncLog;
     };
 
     // Where the process's store lives: the data folder.

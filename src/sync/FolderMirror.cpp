@@ -102,6 +102,14 @@ QStringList FolderMirror::devicesSeen() const
     return devices;
 }
 
+QStringList FolderMirror::devicesInFolder() const
+{
+    MirrorOutcome ignored;
+    QStringList devices = scan(ignored).keys();
+    devices.sort();
+    return devices;
+}
+
 void FolderMirror::fail(MirrorOutcome& outcome, MirrorOutcome::Failure failure,
                         const QString& error)
 {

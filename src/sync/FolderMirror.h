@@ -47,6 +47,7 @@ public:
     explicit FolderMirror(Options options);
 
     QString libraryFolder() const;
+    QString missingFolderError() const;
 
     // Stamps the changes and appends them to this computer's journal, on disk before it
     // returns. Nothing is half-written: a failed append is cut back off.
@@ -57,6 +58,8 @@ public:
     const SyncState& merged() const { return m_merged; }
     // Every device whose files were read, this one included once it has written.
     QStringList devicesSeen() const;
+    // Every device with files in the folder now, read from their names alone.
+    QStringList devicesInFolder() const;
 
 private:
     struct DeviceFiles {
@@ -75,7 +78,6 @@ private:
                                                 MirrorOutcome& outcome);
     void take(const QString& device, const JournalEntry& entry, MirrorOutcome& outcome);
     MirrorOutcome open();
-    QString missingFolderError() const;
     QString journalPath(quint64 generation) const;
     QString snapshotPath() const;
     void catchUpOwn(MirrorOutcome& outcome);

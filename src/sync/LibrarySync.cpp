@@ -158,6 +158,25 @@ void LibrarySync::report(SyncEvent::Type type, const MirrorOutcome* outcome)
     m_options.store->handleSyncEvent(event);
 }
 
+LibrarySync::Status LibrarySync::status() const
+{
+    Status status;
+    status.folder = m_options.syncFolder;
+    status.device = m_device;
+    const QFileInfo baseline(baselinePath());
+    if (baseline.exists())
+        status.lastSyncDate = baseline.lastModified().toUTC();
+    const QString lockPath = AppPaths::lockFileFor(baselinePath());
+    QLockFile lock(lockPath);
+    status.syncing = m_running || (!lockPath.isEmpty() && !lock.tryLock(0));
+    if (!QFileInfo(m_options.syncFolder).isDir())
+        status.error = m_mirror.missingFolderError();
+    else
+        status.error = m_options.store->syncError();
+    status.devices = m_mirror.devicesInFolder();
+    return status;
+}
+
 void LibrarySync::exportChanges()
 {
     run(Run::exportOnly);
@@ -207,7 +226,8 @@ void LibrarySync::run(Run what)
     const bool locked = !lockPath.isEmpty() && lock.tryLock(kLockWaitMs);
 
     loadBaseline();
-    const bool setup = what == Run::both && !m_baseline;
+    // The first run that finds no baseline, whatever started it, is the set-up.
+    const bool setup = !m_baseline;
     const LibraryView current = storeView(store);
     if (!locked) {
         MirrorOutcome busy;

@@ -45,6 +45,19 @@ public:
     // Both, the first time as the set-up.
     void syncNow();
 
+    // Where things stand, read from the files so any process can tell: the last time this
+    // computer and the folder agreed, whether a run holds the folder now, what is wrong with
+    // the folder if anything, and every computer with files in it.
+    struct Status {
+        QString folder;
+        QString device;
+        std::optional<QDateTime> lastSyncDate;
+        bool syncing = false;
+        QString error;
+        QStringList devices;
+    };
+    Status status() const;
+
     const QString& device() const { return m_device; }
     QStringList devicesSeen() const { return m_mirror.devicesSeen(); }
     QString libraryFolder() const { return m_mirror.libraryFolder(); }
