@@ -1,6 +1,7 @@
 #include "app/AppServices.h"
 
 #include "ai/AIService.h"
+#include "backup/SettingsSyncService.h"
 #include "common/AppPaths.h"
 #include "common/Preferences.h"
 #include "library/PersistenceController.h"
@@ -71,10 +72,9 @@ PersistenceController& AppServices::store()
 void AppServices::startLibrarySync()
 {
     PersistenceController& store = *m_parts->store;
-    const QString folder = Preferences::text(settings(), Preferences::syncFolder);
-    // Ours to make when it is the default one in the data folder; a folder the user chose
-    // may be on a drive not mounted yet, and must not be made in its place.
-    if (folder == QDir(AppPaths::dataDir()).absoluteFilePath(QStringLiteral("Sync")))
+    const QString folder = SettingsSyncService::syncFolder(settings());
+    // A folder the user chose may be on a drive not mounted yet: never made in its place.
+    if (SettingsSyncService::ownsSyncFolder(settings()))
         AppPaths::makePrivateDir(folder);
     QString machine = QString::fromLatin1(QSysInfo::machineUniqueId().toHex());
     if (machine.isEmpty())

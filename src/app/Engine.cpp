@@ -143,7 +143,9 @@ Engine::Engine(AppServices& services, QObject* parent)
 
     // Changes are pushed from the start; values from other machines are read once sync is on.
     p.sharedPreferences = std::make_unique<JsonFileKeyValueStore>(
-        SettingsSyncService::syncFolder(defaults), AppPaths::dataDir());
+        SettingsSyncService::syncFolder(defaults), AppPaths::dataDir(),
+        SettingsSyncService::ownsSyncFolder(defaults) ? JsonFileKeyValueStore::MakeFolder::ifMissing
+                                                      : JsonFileKeyValueStore::MakeFolder::never);
     p.preferenceSync = std::make_unique<SettingsSyncService>(
         SettingsSyncService::Dependencies{p.sharedPreferences.get(), &defaults});
     p.preferenceSync->connectOwners(p.expansion.get(), p.sound.get());

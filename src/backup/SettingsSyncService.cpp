@@ -56,6 +56,12 @@ QString SettingsSyncService::syncFolder(const QSettings& settings)
     return Preferences::value(settings, Preferences::syncFolder).toString();
 }
 
+bool SettingsSyncService::ownsSyncFolder(const QSettings& settings)
+{
+    return QDir(syncFolder(settings)) ==
+           QDir(QDir(AppPaths::dataDir()).absoluteFilePath(QStringLiteral("Sync")));
+}
+
 QString SettingsSyncService::key(Entry entry)
 {
     switch (entry) {

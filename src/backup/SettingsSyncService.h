@@ -32,6 +32,8 @@ public:
     // The folder holding the shared store, set by the user ("tw_syncFolder") to one that a
     // sync tool keeps in step; by default "Sync" in the data folder.
     static QString syncFolder(const QSettings& settings);
+    // Whether the sync folder is ours to make: the default one, in the data folder.
+    static bool ownsSyncFolder(const QSettings& settings);
 
     explicit SettingsSyncService(Dependencies dependencies, QObject* parent = nullptr);
 

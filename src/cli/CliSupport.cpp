@@ -59,7 +59,10 @@ void shareSyncedPreferences(const QSettings& defaults, const QStringList& keys)
 {
     if (!Preferences::flag(defaults, Preferences::iCloudSyncEnabled))
         return;
-    JsonFileKeyValueStore store(SettingsSyncService::syncFolder(defaults), AppPaths::dataDir());
+    JsonFileKeyValueStore store(SettingsSyncService::syncFolder(defaults), AppPaths::dataDir(),
+                                SettingsSyncService::ownsSyncFolder(defaults)
+                                    ? JsonFileKeyValueStore::MakeFolder::ifMissing
+                                    : JsonFileKeyValueStore::MakeFolder::never);
     SettingsSyncService sync({&store, nullptr});
     for (const QString& key : keys) {
         const auto entry = SettingsSyncService::entryForKey(key);

@@ -104,7 +104,10 @@ Outcome soundImport(const QStringList& arguments, QSettings& defaults)
 
     SoundSetup setup(defaults);
     // The selection changes to "custom": other machines hear of it, as from the tray app.
-    JsonFileKeyValueStore store(SettingsSyncService::syncFolder(defaults), AppPaths::dataDir());
+    JsonFileKeyValueStore store(SettingsSyncService::syncFolder(defaults), AppPaths::dataDir(),
+                                SettingsSyncService::ownsSyncFolder(defaults)
+                                    ? JsonFileKeyValueStore::MakeFolder::ifMissing
+                                    : JsonFileKeyValueStore::MakeFolder::never);
     SettingsSyncService sync({&store, &defaults});
     sync.connectOwners(nullptr, &setup.service);
 

@@ -252,8 +252,11 @@ void FolderMirror::readDevice(const QString& device, const DeviceFiles& files,
 
 MirrorOutcome FolderMirror::importChanges()
 {
-    // Our own files first: they fix where our journal carries on.
+    // Our own files first: they fix where our journal carries on, and what of ours went
+    // missing from them goes back in.
     MirrorOutcome outcome = open();
+    if (outcome.ok())
+        catchUpOwn(outcome);
     const QHash<QString, DeviceFiles> devices = scan(outcome);
     if (!outcome.ok())
         return outcome;

@@ -136,6 +136,23 @@ QJsonObject categoryFields(const CategoryEntity& category)
     };
 }
 
+LibraryView normalized(const LibraryView& view)
+{
+    const auto overlay = [](const QMap<QString, QJsonObject>& records, const QJsonObject& base) {
+        QMap<QString, QJsonObject> full;
+        for (auto it = records.cbegin(); it != records.cend(); ++it) {
+            QJsonObject fields = base;
+            for (auto field = it->begin(); field != it->end(); ++field)
+                if (base.contains(field.key()))
+                    fields.insert(field.key(), field.value());
+            full.insert(it.key(), fields);
+        }
+        return full;
+    };
+    return {overlay(view.snippets, snippetFields(SnippetEntity())),
+            overlay(view.categories, categoryFields(CategoryEntity()))};
+}
+
 LibraryView viewOf(const QList<SnippetEntity*>& snippets, const QList<CategoryEntity*>& categories)
 {
     LibraryView view;

@@ -25,6 +25,10 @@ QString syncId(const QUuid& id);
 QJsonObject snippetFields(const SnippetEntity& snippet);
 QJsonObject categoryFields(const CategoryEntity& category);
 
+// Every record with all its fields, as the store would hold it: fields not present yet (the
+// change that made a record may arrive after one that edited it) take the store's defaults.
+LibraryView normalized(const LibraryView& view);
+
 // Records without an id cannot travel and are left out (the store gives every record one).
 LibraryView viewOf(const QList<SnippetEntity*>& snippets, const QList<CategoryEntity*>& categories);
 

@@ -205,11 +205,15 @@ MirrorOutcome LibrarySync::importPart(const LibraryView& current)
     // Changes here that could not go out yet are not overwritten by what came in.
     if (!outcome.ok() || !changesBetween(m_baseline.value_or(LibraryView()), current).isEmpty())
         return outcome;
-    const LibraryView target{m_mirror.merged().visible(SyncState::Kind::Snippet),
-                             m_mirror.merged().visible(SyncState::Kind::Category)};
-    if (target != current)
-        applyToStore(target, current);
-    m_baseline = target;
+    const LibraryView target = normalized({m_mirror.merged().visible(SyncState::Kind::Snippet),
+                                           m_mirror.merged().visible(SyncState::Kind::Category)});
+    if (target == current) {
+        m_baseline = current;
+        return outcome;
+    }
+    applyToStore(target, current);
+    // What the store took, exactly: a value it refused is not mistaken for an edit here.
+    m_baseline = storeView(*m_options.store);
     return outcome;
 }
 

@@ -33,12 +33,14 @@ void makeFolder(const QString& folder)
 } // namespace
 
 JsonFileKeyValueStore::JsonFileKeyValueStore(const QString& folder,
-                                             const QString& damagedCopiesFolder, QObject* parent)
+                                             const QString& damagedCopiesFolder, MakeFolder make,
+                                             QObject* parent)
     : QObject(parent), m_folder(QDir(folder).absolutePath()),
       m_path(QDir(m_folder).absoluteFilePath(fileName)),
       m_damagedCopiesFolder(QDir(damagedCopiesFolder).absolutePath())
 {
-    makeFolder(m_folder);
+    if (make == MakeFolder::ifMissing)
+        makeFolder(m_folder);
     m_settle.setSingleShot(true);
     m_settle.setInterval(settleMs);
     connect(&m_settle, &QTimer::timeout, this, [this] {

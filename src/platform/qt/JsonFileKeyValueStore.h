@@ -23,10 +23,14 @@ class JsonFileKeyValueStore final : public QObject, public KeyValueStore {
 public:
     static inline const QString fileName = QStringLiteral("ScrivLane-Preferences.json");
 
-    // `folder` is created when missing. A damaged shared file is copied into
-    // `damagedCopiesFolder` (as fileName + ".corrupt") before it is replaced.
+    // Whether `folder` is made when missing: yes for one of our own; never for a folder the
+    // user chose, which may be on a drive that is not mounted yet.
+    enum class MakeFolder { ifMissing, never };
+
+    // A damaged shared file is copied into `damagedCopiesFolder` (as fileName + ".corrupt")
+    // before it is replaced.
     JsonFileKeyValueStore(const QString& folder, const QString& damagedCopiesFolder,
-                          QObject* parent = nullptr);
+                          MakeFolder make = MakeFolder::ifMissing, QObject* parent = nullptr);
     ~JsonFileKeyValueStore() override;
 
     QString filePath() const { return m_path; }
