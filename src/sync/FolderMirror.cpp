@@ -299,6 +299,37 @@ MirrorOutcome FolderMirror::open()
     return outcome;
 }
 
+QList<QJsonObject> FolderMirror::newsOnly(const QList<QJsonObject>& changes) const
+{
+    // A change the folder already holds (written just before a crash, say, and offered again
+    // at the next start) would only be a second copy with a later stamp.
+    QList<QJsonObject> news;
+    for (const QJsonObject& change : changes) {
+        const auto kind = SyncState::kindNamed(change.value(QLatin1String("kind")).toString());
+        const auto known =
+            kind ? m_merged.visibleFields(*kind, change.value(QLatin1String("id")).toString())
+                 : std::nullopt;
+        if (change.value(QLatin1String("op")).toString() != QLatin1String("set")) {
+            if (!kind || known)
+                news.append(change);
+            continue;
+        }
+        QJsonObject fields = change.value(QLatin1String("fields")).toObject();
+        if (known) {
+            for (auto it = fields.begin(); it != fields.end();)
+                it = known->contains(it.key()) && known->value(it.key()) == it.value()
+                         ? fields.erase(it)
+                         : std::next(it);
+            if (fields.isEmpty())
+                continue;
+        }
+        QJsonObject trimmed = change;
+        trimmed.insert(QStringLiteral("fields"), fields);
+        news.append(trimmed);
+    }
+    return news;
+}
+
 void FolderMirror::catchUpOwn(MirrorOutcome& outcome)
 {
     const QFileInfo journal(journalPath(m_generation));
@@ -337,7 +368,7 @@ MirrorOutcome FolderMirror::exportChanges(const QList<QJsonObject>& changes)
     m_clock.observe(m_merged.latest());
     QList<JournalEntry> entries;
     QByteArray bytes;
-    for (const QJsonObject& change : changes) {
+    for (const QJsonObject& change : newsOnly(changes)) {
         entries.append({m_nextSeq + static_cast<quint64>(entries.size()), m_clock.tick(), change});
         bytes += encodeJournalEntry(entries.last());
     }
@@ -366,6 +397,8 @@ MirrorOutcome FolderMirror::exportChanges(const QList<QJsonObject>& changes)
     m_ownJournalSize = before.st_size + bytes.size();
     fd.reset();
 
+    if (entries.isEmpty())
+        return outcome;
     m_nextSeq += static_cast<quint64>(entries.size());
     m_entriesInGeneration += static_cast<int>(entries.size());
     for (const JournalEntry& entry : entries)

@@ -80,6 +80,7 @@ private:
     MirrorOutcome open();
     QString journalPath(quint64 generation) const;
     QString snapshotPath() const;
+    QList<QJsonObject> newsOnly(const QList<QJsonObject>& changes) const;
     void catchUpOwn(MirrorOutcome& outcome);
     bool compact(MirrorOutcome& outcome);
     static void fail(MirrorOutcome& outcome, MirrorOutcome::Failure failure, const QString& error);

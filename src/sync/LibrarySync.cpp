@@ -1,6 +1,7 @@
 #include "sync/LibrarySync.h"
 
 #include "common/AppPaths.h"
+#include "common/ProcessLock.h"
 #include "common/SafeFile.h"
 #include "library/CategoryEntity.h"
 #include "library/PersistenceController.h"
@@ -9,7 +10,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonDocument>
-#include <QLockFile>
 #include <QUuid>
 
 namespace scrivlane::sync {
@@ -167,8 +167,7 @@ LibrarySync::Status LibrarySync::status() const
     if (baseline.exists())
         status.lastSyncDate = baseline.lastModified().toUTC();
     const QString lockPath = AppPaths::lockFileFor(baselinePath());
-    QLockFile lock(lockPath);
-    status.syncing = m_running || (!lockPath.isEmpty() && !lock.tryLock(0));
+    status.syncing = m_running || (!lockPath.isEmpty() && ProcessLock::isHeld(lockPath));
     if (!QFileInfo(m_options.syncFolder).isDir())
         status.error = m_mirror.missingFolderError();
     else
@@ -225,9 +224,8 @@ void LibrarySync::run(Run what)
         return;
     m_running = true;
     const QString lockPath = AppPaths::lockFileFor(baselinePath());
-    QLockFile lock(lockPath);
-    lock.setStaleLockTime(0);
-    const bool locked = !lockPath.isEmpty() && lock.tryLock(kLockWaitMs);
+    const ProcessLock lock(lockPath, kLockWaitMs);
+    const bool locked = !lockPath.isEmpty() && lock.held();
 
     loadBaseline();
     // The first run that finds no baseline, whatever started it, is the set-up.

@@ -8,7 +8,9 @@ namespace {
 
 constexpr qsizetype kKinds = 2;
 
-std::optional<SyncState::Kind> kindNamed(const QString& name)
+} // namespace
+
+std::optional<SyncState::Kind> SyncState::kindNamed(const QString& name)
 {
     if (name == QLatin1String("snippet"))
         return SyncState::Kind::Snippet;
@@ -16,6 +18,8 @@ std::optional<SyncState::Kind> kindNamed(const QString& name)
         return SyncState::Kind::Category;
     return std::nullopt;
 }
+
+namespace {
 
 QString kindName(qsizetype index)
 {
@@ -83,23 +87,35 @@ bool SyncState::isVisible(Kind kind, const QString& id) const
     return it != records.cend() && it->shown();
 }
 
+QJsonObject SyncState::shownFields(Kind kind, const Record& record) const
+{
+    QJsonObject fields;
+    for (auto field = record.fields.cbegin(); field != record.fields.cend(); ++field)
+        fields.insert(field.key(), field->value);
+    if (kind == Kind::Snippet) {
+        const QJsonValue category = fields.value(kCategoryField);
+        if (category.isString() && !isVisible(Kind::Category, category.toString()))
+            fields.insert(kCategoryField, QJsonValue::Null);
+    }
+    return fields;
+}
+
+std::optional<QJsonObject> SyncState::visibleFields(Kind kind, const QString& id) const
+{
+    const auto& records = m_records[static_cast<int>(kind)];
+    const auto it = records.constFind(id);
+    if (it == records.cend() || !it->shown())
+        return std::nullopt;
+    return shownFields(kind, *it);
+}
+
 QMap<QString, QJsonObject> SyncState::visible(Kind kind) const
 {
     QMap<QString, QJsonObject> result;
     const auto& records = m_records[static_cast<int>(kind)];
-    for (auto it = records.cbegin(); it != records.cend(); ++it) {
-        if (!it->shown())
-            continue;
-        QJsonObject fields;
-        for (auto field = it->fields.cbegin(); field != it->fields.cend(); ++field)
-            fields.insert(field.key(), field->value);
-        if (kind == Kind::Snippet) {
-            const QJsonValue category = fields.value(kCategoryField);
-            if (category.isString() && !isVisible(Kind::Category, category.toString()))
-                fields.insert(kCategoryField, QJsonValue::Null);
-        }
-        result.insert(it.key(), fields);
-    }
+    for (auto it = records.cbegin(); it != records.cend(); ++it)
+        if (it->shown())
+            result.insert(it.key(), shownFields(kind, *it));
     return result;
 }
 

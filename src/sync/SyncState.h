@@ -8,6 +8,7 @@
 #include <QList>
 #include <QMap>
 #include <QString>
+#include <optional>
 
 namespace scrivlane::sync {
 
@@ -34,6 +35,9 @@ public:
     // The records as the library should hold them, by id; each with its fields (no stamps).
     QMap<QString, QJsonObject> visible(Kind kind) const;
     bool isVisible(Kind kind, const QString& id) const;
+    // One record as visible() has it; nothing when it is not shown.
+    std::optional<QJsonObject> visibleFields(Kind kind, const QString& id) const;
+    static std::optional<Kind> kindNamed(const QString& name);
 
     // The fewest changes that rebuild this state: per record, one "set" per stamp (fields
     // changed together travel together) and its delete, if any. Applying them to an empty
@@ -63,6 +67,7 @@ private:
         friend bool operator==(const Record&, const Record&) = default;
     };
 
+    QJsonObject shownFields(Kind kind, const Record& record) const;
     void setField(Record& record, const QString& name, const QJsonValue& value,
                   const HlcStamp& stamp);
     void markDeleted(Record& record, const HlcStamp& stamp);
