@@ -76,9 +76,9 @@ int main(int argc, char** argv)
     updater.start();
     CheckForUpdatesViewModel updates(&updater);
     NoLoginItem login;
-    SettingsServices services{
-        &settings, store.get(), &clock,   &expansion, &sound,
-        &ai,       &backup,     &updates, &login,     QStringLiteral("0.1.0")};
+    SettingsServices services{&settings, store.get(), &clock,   &expansion, &sound,
+                              &ai,       &backup,     &updates, &login,     QStringLiteral("0.1.0"),
+                              {}};
     {
         // The idle app has drawn its tray menu: fonts and the style are loaded already.
         QMenu menu;

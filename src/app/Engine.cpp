@@ -2,6 +2,7 @@
 
 #include "ai/AIService.h"
 #include "app/AppServices.h"
+#include "app/LibrarySyncWatcher.h"
 #include "app/SettingsWatcher.h"
 #include "backup/BackupController.h"
 #include "backup/SettingsSyncService.h"
@@ -21,6 +22,7 @@
 #include "platform/x11/X11KeyboardMonitor.h"
 #include "sound/SoundService.h"
 #include "sound/SystemSounds.h"
+#include "sync/LibrarySync.h"
 #include "ui/panels/FillInPanel.h"
 #include "ui/panels/GeneratingPanel.h"
 
@@ -98,6 +100,7 @@ struct Engine::Parts {
     PasteShortcuts pasteShortcuts;
     std::unique_ptr<BackupController> backup;
     std::unique_ptr<SettingsWatcher> settingsWatcher;
+    std::unique_ptr<LibrarySyncWatcher> librarySync;
 };
 
 Engine::Engine(AppServices& services, QObject* parent)
@@ -226,6 +229,8 @@ void Engine::applySettings()
 void Engine::start()
 {
     m_parts->expansion->startMonitoring();
+    if (scrivlane::sync::LibrarySync* sync = m_parts->services.librarySync())
+        m_parts->librarySync = std::make_unique<LibrarySyncWatcher>(*sync);
 }
 
 TextExpansionService& Engine::expansion()

@@ -11,6 +11,7 @@
 #include "models/WelcomeOverlayController.h"
 #include "platform/desktop/Autostart.h"
 #include "platform/desktop/InstallLocation.h"
+#include "sync/LibrarySync.h"
 #include "ui/mainwindow/MainWindow.h"
 #include "ui/onboarding/WelcomeCallout.h"
 #include "ui/settings/UpdateDialog.h"
@@ -41,11 +42,20 @@ Shell::Shell(AppServices& services, Engine& engine, QObject* parent)
 {
     buildUpdater();
     m_autostart = std::make_unique<Autostart>(Autostart::defaultDir(), Autostart::runningProgram());
-    m_settingsServices = {&services.settings(), &services.store(),
-                          &m_scheduler,         &m_expansion,
-                          &engine.sound(),      &services.ai(),
-                          &engine.backup(),     m_updates.get(),
-                          m_autostart.get(),    QStringLiteral(SCRIVLANE_VERSION)};
+    m_settingsServices = {&services.settings(),
+                          &services.store(),
+                          &m_scheduler,
+                          &m_expansion,
+                          &engine.sound(),
+                          &services.ai(),
+                          &engine.backup(),
+                          m_updates.get(),
+                          m_autostart.get(),
+                          QStringLiteral(SCRIVLANE_VERSION),
+                          services.librarySync() ? std::function<void()>([&services] {
+                              services.librarySync()->syncNow();
+                          })
+                                                 : std::function<void()>()};
     buildMenu();
     m_tray = std::make_unique<QSystemTrayIcon>(Icons::tray(m_model->isPaused()));
     m_tray->setToolTip(QStringLiteral("ScrivLane"));

@@ -96,6 +96,8 @@ QString BackupSyncSettingsModel::syncStatusText() const
 void BackupSyncSettingsModel::refresh()
 {
     m_dependencies.store->refreshFromStore();
+    if (m_dependencies.syncNow)
+        m_dependencies.syncNow();
 }
 
 QString BackupSyncSettingsModel::syncFolderText() const

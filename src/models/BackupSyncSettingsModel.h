@@ -27,6 +27,7 @@ public:
         std::function<QDateTime()> clock;   // none: the system clock
         QString localeId;                   // ICU's; empty: the user's
         QString timeZoneId;                 // empty: the system's
+        std::function<void()> syncNow;      // none: sync is off
     };
 
     enum class SyncStatus { off, error, on };
@@ -44,7 +45,7 @@ public:
     void setSyncEnabled(bool enabled);
     SyncStatus syncStatus() const;
     QString syncStatusText() const;
-    // Re-reads the library from the store, taking up what the sync folder delivered.
+    // Re-reads the library from the store and syncs with the sync folder now.
     void refresh();
     // The folder a sync tool keeps in step ("~/Sync/ScrivLane"); read at launch.
     QString syncFolderText() const;

@@ -387,8 +387,14 @@ struct SyncFixture {
     std::unique_ptr<BackupSyncSettingsModel> model()
     {
         return std::make_unique<BackupSyncSettingsModel>(
-            BackupSyncSettingsModel::Dependencies{store.get(), &settings, &clock, backup.get(),
-                                                  [this] { return now; }, u"en_US"_s, u"UTC"_s});
+            BackupSyncSettingsModel::Dependencies{store.get(),
+                                                  &settings,
+                                                  &clock,
+                                                  backup.get(),
+                                                  [this] { return now; },
+                                                  u"en_US"_s,
+                                                  u"UTC"_s,
+                                                  {}});
     }
 };
 

@@ -114,8 +114,8 @@ int main(int argc, char** argv)
     updater.start();
     CheckForUpdatesViewModel updates(&updater);
     DemoLoginItem login;
-    SettingsServices services{&settings, &store,  &scheduler, &expansion, &sound,
-                              &ai,       &backup, &updates,   &login,     u"0.1.0"_s};
+    SettingsServices services{&settings, &store,   &scheduler, &expansion, &sound, &ai,
+                              &backup,   &updates, &login,     u"0.1.0"_s, {}};
 
     MainWindow window({&store, &settings, &scheduler, nullptr, &services});
     window.resize(1040, 760);

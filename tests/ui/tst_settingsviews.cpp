@@ -112,9 +112,17 @@ private Q_SLOTS:
         d.settingsTarget = {[](bool) {}, [](bool) {}, [](float) {}, [](const QString&) {},
                             [](const QString&, const QVariant&) {}};
         m_backup = std::make_unique<BackupController>(d);
-        m_services = {
-            nullptr,        nullptr, nullptr, m_expansion.get(), m_sound.get(), m_ai->service.get(),
-            m_backup.get(), nullptr, nullptr, u"0.1.0"_s};
+        m_services = {nullptr,
+                      nullptr,
+                      nullptr,
+                      m_expansion.get(),
+                      m_sound.get(),
+                      m_ai->service.get(),
+                      m_backup.get(),
+                      nullptr,
+                      nullptr,
+                      u"0.1.0"_s,
+                      {}};
     }
     void cleanup()
     {

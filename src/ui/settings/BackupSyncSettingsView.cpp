@@ -48,9 +48,15 @@ QWidget* twoLines(QLabel* title, QLabel* caption, QWidget* parent)
 
 BackupSyncSettingsView::BackupSyncSettingsView(const SettingsServices& services, QWidget* parent)
     : SettingsPane(u"Backup & Sync"_s, parent),
-      m_model(new BackupSyncSettingsModel(
-          {services.store, services.settings, services.scheduler, services.backup, {}, {}, {}},
-          this))
+      m_model(new BackupSyncSettingsModel({services.store,
+                                           services.settings,
+                                           services.scheduler,
+                                           services.backup,
+                                           {},
+                                           {},
+                                           {},
+                                           services.syncNow},
+                                          this))
 {
     setObjectName(u"BackupSyncSettingsView"_s);
     buildSync();

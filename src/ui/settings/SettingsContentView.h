@@ -4,6 +4,7 @@
 
 #include <QStackedWidget>
 #include <array>
+#include <functional>
 #include <optional>
 
 class AIService;
@@ -28,6 +29,8 @@ struct SettingsServices {
     CheckForUpdatesViewModel* updates = nullptr;
     LoginItem* loginItem = nullptr;
     QString version;
+    // Sends and takes in the library's changes through the sync folder; none: sync is off.
+    std::function<void()> syncNow;
 };
 
 // The detail column of the settings: the selected section's pane. Panes are built the first
