@@ -82,8 +82,8 @@ void AppServices::startLibrarySync()
     m_parts->librarySync =
         std::make_unique<scrivlane::sync::LibrarySync>(scrivlane::sync::LibrarySync::Options{
             &store, folder, AppPaths::dataDir(), machine, {}, {}});
-    QObject::connect(&store, &PersistenceController::didSave, m_parts->librarySync.get(),
-                     &scrivlane::sync::LibrarySync::exportChanges);
+    QObject::connect(&store, &PersistenceController::recordsSaved, m_parts->librarySync.get(),
+                     &scrivlane::sync::LibrarySync::recordsSaved);
 }
 
 scrivlane::sync::LibrarySync* AppServices::librarySync()

@@ -442,11 +442,26 @@ void PersistenceController::save()
         m_savedSnippets.insert(
             snippet, SnippetFingerprint::of(*snippet, pk, categoryPkOf(snippet->category())));
     }
+    QList<QUuid> snippetIds;
+    QList<QUuid> categoryIds;
+    for (const SnippetEntity* snippet : changes.snippets)
+        if (const auto id = snippet->id())
+            snippetIds.append(*id);
+    for (const auto& snippet : m_deletedSnippets)
+        if (const auto id = snippet->id())
+            snippetIds.append(*id);
+    for (const CategoryEntity* category : changes.categories)
+        if (category->id())
+            categoryIds.append(*category->id());
+    for (const auto& category : m_deletedCategories)
+        if (category->id())
+            categoryIds.append(*category->id());
     m_deletedCategoryPks.clear();
     m_deletedSnippetPks.clear();
     m_deletedCategories.clear();
     m_deletedSnippets.clear();
     m_countedCategories.clear();
+    Q_EMIT recordsSaved(snippetIds, categoryIds);
     Q_EMIT didSave();
 }
 

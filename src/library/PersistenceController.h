@@ -121,6 +121,8 @@ public:
 
 Q_SIGNALS:
     void didSave();
+    // The records a save wrote or deleted, by id; sent just before didSave.
+    void recordsSaved(const QList<QUuid>& snippets, const QList<QUuid>& categories);
     // Records changed by another process were read in.
     void remoteStoreChanged();
     // The library could not be opened before and now could.

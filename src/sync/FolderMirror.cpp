@@ -150,13 +150,21 @@ QHash<QString, FolderMirror::DeviceFiles> FolderMirror::scan(MirrorOutcome& outc
     return devices;
 }
 
-std::optional<FolderMirror::Snapshot> FolderMirror::readSnapshot(const QStringList& versions,
-                                                                 MirrorOutcome& outcome)
+std::optional<FolderMirror::Snapshot>
+FolderMirror::readSnapshot(const QStringList& versions, quint64 progress, MirrorOutcome& outcome)
 {
     // The furthest complete version wins; one still on its way is passed over until it is
-    // whole.
+    // whole. A version unchanged since it was read has nothing new.
     std::optional<Snapshot> best;
     for (const QString& path : versions) {
+        const std::optional<FileMark> mark = markOf(path);
+        if (!mark)
+            continue;
+        const FileMark seen = m_marks.value(path);
+        if (seen.inode == mark->inode && seen.size == mark->size &&
+            seen.modifiedNs == mark->modifiedNs && seen.offset >= 0 &&
+            quint64(seen.offset) <= progress)
+            continue;
         const auto read = SafeFile::readFile(path);
         if (!std::holds_alternative<QByteArray>(read))
             continue;
@@ -179,10 +187,52 @@ std::optional<FolderMirror::Snapshot> FolderMirror::readSnapshot(const QStringLi
             static_cast<quint64>(header.value(QLatin1String("through")).toInteger(0)),
             static_cast<quint64>(header.value(QLatin1String("generation")).toInteger(0)),
             body.entries};
+        // For snapshots the mark's offset holds how far the snapshot reaches.
+        m_marks.insert(path, {mark->inode, mark->size, mark->modifiedNs,
+                              static_cast<qint64>(snapshot.through)});
         if (!best || snapshot.through > best->through)
             best = std::move(snapshot);
     }
     return best;
+}
+
+std::optional<JournalReadResult> FolderMirror::readJournalFile(const QString& path,
+                                                               quint64 afterSeq)
+{
+    const UniqueFd fd(::open(QFile::encodeName(path).constData(),
+                             O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
+    struct stat st {};
+    if (!fd || ::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode))
+        return std::nullopt;
+    // An append-only file grows in place: read on from the mark. Anything else (replaced by
+    // a rename, cut shorter) is read whole.
+    const FileMark seen = m_marks.value(path);
+    const qint64 from =
+        seen.inode == quint64(st.st_ino) && seen.offset <= st.st_size ? seen.offset : 0;
+    QByteArray bytes(st.st_size - from, Qt::Uninitialized);
+    qsizetype got = 0;
+    while (got < bytes.size()) {
+        const ssize_t n =
+            ::pread(fd.get(), bytes.data() + got, size_t(bytes.size() - got), off_t(from + got));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        got += n;
+    }
+    bytes.truncate(got);
+    JournalReadResult result = readJournal(bytes, afterSeq);
+    m_marks.insert(path, {quint64(st.st_ino), st.st_size, 0, from + result.resumeAt});
+    return result;
+}
+
+std::optional<FolderMirror::FileMark> FolderMirror::markOf(const QString& path)
+{
+    struct stat st {};
+    if (::stat(QFile::encodeName(path).constData(), &st) != 0 || !S_ISREG(st.st_mode))
+        return std::nullopt;
+    return FileMark{quint64(st.st_ino), st.st_size,
+                    qint64(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec, 0};
 }
 
 void FolderMirror::take(const QString& device, const JournalEntry& entry, MirrorOutcome& outcome)
@@ -195,6 +245,11 @@ void FolderMirror::take(const QString& device, const JournalEntry& entry, Mirror
         m_own.apply(entry.stamp, entry.change);
     m_clock.observe(entry.stamp);
     outcome.changed = true;
+    const QString id = entry.change.value(QLatin1String("id")).toString();
+    if (entry.change.value(QLatin1String("kind")).toString() == QLatin1String("category"))
+        outcome.changedCategories.insert(id);
+    else
+        outcome.changedSnippets.insert(id);
 }
 
 void FolderMirror::readDevice(const QString& device, const DeviceFiles& files,
@@ -203,7 +258,7 @@ void FolderMirror::readDevice(const QString& device, const DeviceFiles& files,
     quint64 progress = m_progress.value(device, 0);
     // A snapshot past what was read stands for every entry up to its mark, including those
     // whose journal is gone (compacted) or has not arrived.
-    if (const auto snapshot = readSnapshot(files.snapshots, outcome);
+    if (const auto snapshot = readSnapshot(files.snapshots, progress, outcome);
         snapshot && snapshot->through > progress) {
         for (const JournalEntry& entry : snapshot->entries)
             take(device, entry, outcome);
@@ -217,11 +272,8 @@ void FolderMirror::readDevice(const QString& device, const DeviceFiles& files,
         std::optional<JournalReadResult> best;
         QString bestPath;
         for (const QString& path : files.journals.value(generation)) {
-            const auto read = SafeFile::readFile(path);
-            if (!std::holds_alternative<QByteArray>(read))
-                continue;
-            JournalReadResult result = readJournal(std::get<QByteArray>(read), progress);
-            if (!best || result.lastInOrder > best->lastInOrder) {
+            std::optional<JournalReadResult> result = readJournalFile(path, progress);
+            if (result && (!best || result->lastInOrder > best->lastInOrder)) {
                 best = std::move(result);
                 bestPath = path;
             }
@@ -250,8 +302,10 @@ void FolderMirror::readDevice(const QString& device, const DeviceFiles& files,
     }
 }
 
-MirrorOutcome FolderMirror::importChanges()
+MirrorOutcome FolderMirror::importChanges(bool fromScratch)
 {
+    if (fromScratch)
+        m_marks.clear();
     // Our own files first: they fix where our journal carries on, and what of ours went
     // missing from them goes back in.
     MirrorOutcome outcome = open();
@@ -339,6 +393,7 @@ void FolderMirror::catchUpOwn(MirrorOutcome& outcome)
     // or the folder is another than the one written to (a drive mounted over it).
     // Read it again from the start, to learn how much of ours it really holds.
     m_progress.remove(m_options.device);
+    m_marks.clear();
     m_opened = false;
     outcome = open();
     // What the folder lacks of ours goes back in through a snapshot.

@@ -7,6 +7,7 @@
 #include <QHash>
 #include <QJsonObject>
 #include <QList>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 
@@ -22,8 +23,10 @@ struct MirrorOutcome {
     // Complete entries that could not be read and were skipped, and where.
     int damagedEntries = 0;
     QStringList damagedFiles;
-    // Import: the merged library changed.
+    // Import: the merged library changed, and which records.
     bool changed = false;
+    QSet<QString> changedSnippets;
+    QSet<QString> changedCategories;
 
     bool ok() const { return failure == Failure::None; }
 };
@@ -52,8 +55,9 @@ public:
     // Stamps the changes and appends them to this computer's journal, on disk before it
     // returns. Nothing is half-written: a failed append is cut back off.
     MirrorOutcome exportChanges(const QList<QJsonObject>& changes);
-    // Reads what is new from every computer's files.
-    MirrorOutcome importChanges();
+    // Reads what is new from every computer's files. Files are read on from where the last
+    // read stopped; `fromScratch` reads every file whole again (a file rewritten in place).
+    MirrorOutcome importChanges(bool fromScratch = false);
 
     const SyncState& merged() const { return m_merged; }
     // Every device whose files were read, this one included once it has written.
@@ -74,8 +78,11 @@ private:
 
     QHash<QString, DeviceFiles> scan(MirrorOutcome& outcome) const;
     void readDevice(const QString& device, const DeviceFiles& files, MirrorOutcome& outcome);
-    static std::optional<Snapshot> readSnapshot(const QStringList& versions,
-                                                MirrorOutcome& outcome);
+    std::optional<Snapshot> readSnapshot(const QStringList& versions, quint64 progress,
+                                         MirrorOutcome& outcome);
+    std::optional<JournalReadResult> readJournalFile(const QString& path, quint64 afterSeq);
+    struct FileMark;
+    static std::optional<FileMark> markOf(const QString& path);
     void take(const QString& device, const JournalEntry& entry, MirrorOutcome& outcome);
     MirrorOutcome open();
     QString journalPath(quint64 generation) const;
@@ -93,6 +100,15 @@ private:
     SyncState m_own;
     // Per device: the last entry read in order.
     QHash<QString, quint64> m_progress;
+    // Where each journal file was read up to (the same file only: its inode), and each
+    // snapshot as it was when read.
+    struct FileMark {
+        quint64 inode = 0;
+        qint64 size = -1;
+        qint64 modifiedNs = 0;
+        qint64 offset = 0;
+    };
+    QHash<QString, FileMark> m_marks;
     bool m_opened = false;
     quint64 m_nextSeq = 1;
     quint64 m_generation = 1;

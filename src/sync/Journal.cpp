@@ -101,6 +101,8 @@ JournalReadResult readJournal(const QByteArray& bytes, quint64 afterSeq)
         start = end + 1;
         if (line.isEmpty()) {
             result.consumed = start;
+            if (result.stop == JournalReadResult::Stop::None)
+                result.resumeAt = start;
             continue;
         }
         const ParsedLine parsed = parseLine(line);
@@ -110,6 +112,8 @@ JournalReadResult readJournal(const QByteArray& bytes, quint64 afterSeq)
         }
         result.consumed = start;
         const bool pastGap = result.stop == JournalReadResult::Stop::Gap;
+        if (!pastGap)
+            result.resumeAt = start;
         if (!parsed.ok) {
             if (!pastGap) {
                 ++result.damaged;
@@ -123,6 +127,7 @@ JournalReadResult readJournal(const QByteArray& bytes, quint64 afterSeq)
             continue;
         if (seq > result.lastInOrder + 1 + damagedRun) {
             result.stop = JournalReadResult::Stop::Gap;
+            result.resumeAt = start - line.size() - 1;
             continue;
         }
         result.lastInOrder = seq;

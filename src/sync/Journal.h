@@ -46,6 +46,9 @@ struct JournalReadResult {
     quint64 highestSeq = 0;
     // Bytes up to the end of the last complete line: where a writer cuts a torn tail off.
     qsizetype consumed = 0;
+    // Bytes up to the end of the last line read before any stop: where a reader that keeps
+    // its place carries on next time.
+    qsizetype resumeAt = 0;
 };
 
 // Reads the entries after `afterSeq` (0: from the start). Entries at or before the last one

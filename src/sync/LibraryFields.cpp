@@ -97,6 +97,33 @@ void appendChanges(QList<QJsonObject>& changes, const QString& kind,
 
 } // namespace
 
+LibraryView restricted(const LibraryView& view, const RecordIds& ids)
+{
+    LibraryView part;
+    for (const QString& id : ids.snippets)
+        if (const auto it = view.snippets.constFind(id); it != view.snippets.cend())
+            part.snippets.insert(id, *it);
+    for (const QString& id : ids.categories)
+        if (const auto it = view.categories.constFind(id); it != view.categories.cend())
+            part.categories.insert(id, *it);
+    return part;
+}
+
+void replaceRecords(LibraryView& view, const RecordIds& ids, const LibraryView& records)
+{
+    const auto replace = [](QMap<QString, QJsonObject>& into, const QSet<QString>& names,
+                            const QMap<QString, QJsonObject>& from) {
+        for (const QString& id : names) {
+            if (const auto it = from.constFind(id); it != from.cend())
+                into.insert(id, *it);
+            else
+                into.remove(id);
+        }
+    };
+    replace(view.snippets, ids.snippets, records.snippets);
+    replace(view.categories, ids.categories, records.categories);
+}
+
 QString syncId(const QUuid& id)
 {
     return id.toString(QUuid::WithoutBraces);

@@ -3,6 +3,7 @@
 #include <QJsonObject>
 #include <QList>
 #include <QMap>
+#include <QSet>
 #include <QString>
 #include <QUuid>
 #include <functional>
@@ -19,6 +20,18 @@ struct LibraryView {
     QMap<QString, QJsonObject> categories;
     friend bool operator==(const LibraryView&, const LibraryView&) = default;
 };
+
+// Records by id, snippets and categories apart.
+struct RecordIds {
+    QSet<QString> snippets;
+    QSet<QString> categories;
+    bool isEmpty() const { return snippets.isEmpty() && categories.isEmpty(); }
+};
+
+// The records of `view` named in `ids`.
+LibraryView restricted(const LibraryView& view, const RecordIds& ids);
+// Replaces the records named in `ids` by those of `records`; one missing there is removed.
+void replaceRecords(LibraryView& view, const RecordIds& ids, const LibraryView& records);
 
 QString syncId(const QUuid& id);
 

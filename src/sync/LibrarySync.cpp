@@ -11,33 +11,17 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QUuid>
+#include <atomic>
 
 namespace scrivlane::sync {
 
 namespace {
 
-constexpr int kBaselineFormat = 1;
 constexpr int kLockWaitMs = 10'000;
 
 qint64 systemWallClock()
 {
     return QDateTime::currentMSecsSinceEpoch();
-}
-
-QJsonObject viewJson(const QMap<QString, QJsonObject>& records)
-{
-    QJsonObject object;
-    for (auto it = records.cbegin(); it != records.cend(); ++it)
-        object.insert(it.key(), it.value());
-    return object;
-}
-
-QMap<QString, QJsonObject> viewRecords(const QJsonObject& object)
-{
-    QMap<QString, QJsonObject> records;
-    for (auto it = object.begin(); it != object.end(); ++it)
-        records.insert(it.key(), it.value().toObject());
-    return records;
 }
 
 LibraryView storeView(const PersistenceController& store)
@@ -81,6 +65,7 @@ LibrarySync::LibrarySync(Options options, QObject* parent)
 {
     if (!m_options.now)
         m_options.now = [] { return QDateTime::currentDateTimeUtc(); };
+    m_baselineFile = std::make_unique<BaselineFile>(baselinePath(), m_device);
 }
 
 LibrarySync::~LibrarySync() = default;
@@ -111,39 +96,8 @@ QString LibrarySync::baselinePath() const
 
 void LibrarySync::loadBaseline()
 {
-    const QFileInfo info(baselinePath());
-    if (m_baseline && info.exists() && info.lastModified() == m_baselineStamp &&
-        info.size() == m_baselineSize)
-        return;
-    m_baseline.reset();
-    const auto read = SafeFile::readFile(baselinePath());
-    const auto* bytes = std::get_if<QByteArray>(&read);
-    if (!bytes)
-        return;
-    const QJsonObject object = QJsonDocument::fromJson(*bytes).object();
-    // Another device's baseline (a copied data folder) says nothing about this store.
-    if (object.value(QLatin1String("v")).toInt() != kBaselineFormat ||
-        object.value(QLatin1String("device")).toString() != m_device)
-        return;
-    m_baseline = LibraryView{viewRecords(object.value(QLatin1String("snippets")).toObject()),
-                             viewRecords(object.value(QLatin1String("categories")).toObject())};
-    m_baselineStamp = info.lastModified();
-    m_baselineSize = info.size();
-}
-
-std::optional<QString> LibrarySync::saveBaseline()
-{
-    const QJsonObject object{{QStringLiteral("v"), kBaselineFormat},
-                             {QStringLiteral("device"), m_device},
-                             {QStringLiteral("snippets"), viewJson(m_baseline->snippets)},
-                             {QStringLiteral("categories"), viewJson(m_baseline->categories)}};
-    if (auto error = SafeFile::writeFile(baselinePath(),
-                                         QJsonDocument(object).toJson(QJsonDocument::Compact)))
-        return error;
-    const QFileInfo info(baselinePath());
-    m_baselineStamp = info.lastModified();
-    m_baselineSize = info.size();
-    return std::nullopt;
+    if (!m_baseline)
+        m_baseline = m_baselineFile->load();
 }
 
 void LibrarySync::report(SyncEvent::Type type, const MirrorOutcome* outcome)
@@ -163,8 +117,11 @@ LibrarySync::Status LibrarySync::status() const
     Status status;
     status.folder = m_options.syncFolder;
     status.device = m_device;
+    // This process's last run, else the last time any process here wrote the baseline.
     const QFileInfo baseline(baselinePath());
-    if (baseline.exists())
+    if (m_options.store->lastSyncDate().isValid())
+        status.lastSyncDate = m_options.store->lastSyncDate().toUTC();
+    else if (baseline.exists())
         status.lastSyncDate = baseline.lastModified().toUTC();
     const QString lockPath = AppPaths::lockFileFor(baselinePath());
     status.syncing = m_running || (!lockPath.isEmpty() && ProcessLock::isHeld(lockPath));
@@ -176,61 +133,166 @@ LibrarySync::Status LibrarySync::status() const
     return status;
 }
 
+void LibrarySync::recordsSaved(const QList<QUuid>& snippets, const QList<QUuid>& categories)
+{
+    // Our own import saving what came in is not a change made here.
+    if (m_running)
+        return;
+    for (const QUuid& id : snippets)
+        m_dirty.snippets.insert(syncId(id));
+    for (const QUuid& id : categories)
+        m_dirty.categories.insert(syncId(id));
+    run(Run::exportOnly, true);
+}
+
 void LibrarySync::exportChanges()
 {
     run(Run::exportOnly);
 }
+
 void LibrarySync::importChanges()
 {
     run(Run::importOnly);
 }
+
 void LibrarySync::syncNow()
 {
     run(Run::both);
 }
 
-MirrorOutcome LibrarySync::exportPart(const LibraryView& current)
+LibraryView LibrarySync::storeRecords(const RecordIds& ids) const
 {
-    const QList<QJsonObject> changes = changesBetween(m_baseline.value_or(LibraryView()), current);
-    MirrorOutcome outcome = m_mirror.exportChanges(changes);
-    if (outcome.ok())
-        m_baseline = current;
-    return outcome;
-}
-
-MirrorOutcome LibrarySync::importPart(const LibraryView& current)
-{
-    MirrorOutcome outcome = m_mirror.importChanges();
-    // Changes here that could not go out yet are not overwritten by what came in.
-    if (!outcome.ok() || !changesBetween(m_baseline.value_or(LibraryView()), current).isEmpty())
-        return outcome;
-    const LibraryView target = normalized({m_mirror.merged().visible(SyncState::Kind::Snippet),
-                                           m_mirror.merged().visible(SyncState::Kind::Category)});
-    if (target == current) {
-        m_baseline = current;
-        return outcome;
+    const PersistenceController& store = *m_options.store;
+    LibraryView view;
+    // A few records are looked up one by one; more, in one pass over the store.
+    constexpr qsizetype fewRecords = 8;
+    if (ids.snippets.size() + ids.categories.size() <= fewRecords) {
+        for (const QString& id : ids.categories)
+            if (const CategoryEntity* category = store.categoryWithId(QUuid::fromString(id)))
+                view.categories.insert(id, categoryFields(*category));
+        for (const QString& id : ids.snippets)
+            if (const SnippetEntity* snippet = store.snippetWithId(QUuid::fromString(id)))
+                view.snippets.insert(id, snippetFields(*snippet));
+        return view;
     }
-    applyToStore(target, current);
-    // What the store took, exactly: a value it refused is not mistaken for an edit here.
-    m_baseline = storeView(*m_options.store);
+    if (!ids.categories.isEmpty())
+        for (const CategoryEntity* category :
+             store.fetchCategories(PersistenceController::Filter::all,
+                                   PersistenceController::CategoryOrder::sortOrderAscending))
+            if (category->id())
+                if (const QString id = syncId(*category->id()); ids.categories.contains(id))
+                    view.categories.insert(id, categoryFields(*category));
+    if (!ids.snippets.isEmpty())
+        for (const SnippetEntity* snippet : store.fetchAllSnippets())
+            if (const auto uuid = snippet->id())
+                if (const QString id = syncId(*uuid); ids.snippets.contains(id))
+                    view.snippets.insert(id, snippetFields(*snippet));
+    return view;
+}
+
+void LibrarySync::adoptIntoBaseline(const RecordIds& ids, const LibraryView& records)
+{
+    replaceRecords(*m_baseline, ids, records);
+    m_baselineFile->update(ids, records);
+}
+
+MirrorOutcome LibrarySync::exportPart()
+{
+    RecordIds ids = m_dirty;
+    if (m_everythingDirty) {
+        const LibraryView current = storeView(*m_options.store);
+        for (const LibraryView* view :
+             std::initializer_list<const LibraryView*>{&*m_baseline, &current}) {
+            for (auto it = view->snippets.cbegin(); it != view->snippets.cend(); ++it)
+                ids.snippets.insert(it.key());
+            for (auto it = view->categories.cbegin(); it != view->categories.cend(); ++it)
+                ids.categories.insert(it.key());
+        }
+    }
+    if (ids.isEmpty())
+        return {};
+    const LibraryView before = restricted(*m_baseline, ids);
+    const LibraryView after = storeRecords(ids);
+    MirrorOutcome outcome = m_mirror.exportChanges(changesBetween(before, after));
+    if (!outcome.ok())
+        return outcome; // still dirty: tried again at the next run
+    adoptIntoBaseline(ids, after);
+    m_dirty = {};
+    m_everythingDirty = false;
     return outcome;
 }
 
-void LibrarySync::run(Run what)
+MirrorOutcome LibrarySync::importPart(bool fromScratch)
+{
+    MirrorOutcome outcome = m_mirror.importChanges(fromScratch);
+    // Changes here that could not go out yet are not overwritten by what came in; the mirror
+    // keeps what it read, and the records are written once they have gone out.
+    if (!outcome.ok() || !m_dirty.isEmpty() || m_everythingDirty)
+        return outcome;
+    RecordIds ids{outcome.changedSnippets, outcome.changedCategories};
+    if (ids.isEmpty())
+        return outcome;
+    const SyncState& merged = m_mirror.merged();
+    LibraryView target;
+    for (const QString& id : ids.snippets)
+        if (auto fields = merged.visibleFields(SyncState::Kind::Snippet, id))
+            target.snippets.insert(id, *fields);
+    for (const QString& id : ids.categories)
+        if (auto fields = merged.visibleFields(SyncState::Kind::Category, id))
+            target.categories.insert(id, *fields);
+    target = normalized(target);
+    const LibraryView current = storeRecords(ids);
+    if (target != current) {
+        ids.snippets.unite(applyToStore(target, current).snippets);
+        // What the store took, exactly: a value it refused is not mistaken for an edit here.
+        adoptIntoBaseline(ids, storeRecords(ids));
+    } else {
+        adoptIntoBaseline(ids, current);
+    }
+    return outcome;
+}
+
+void LibrarySync::runSetup()
+{
+    report(SyncEvent::Type::setup, nullptr);
+    // Another computer's library first, so ours joins it rather than the other way round.
+    MirrorOutcome outcome = m_mirror.importChanges(true);
+    if (outcome.ok()) {
+        m_baseline = LibraryView();
+        m_everythingDirty = true;
+        outcome = exportPart();
+    }
+    if (outcome.ok()) {
+        const LibraryView target =
+            normalized({m_mirror.merged().visible(SyncState::Kind::Snippet),
+                        m_mirror.merged().visible(SyncState::Kind::Category)});
+        const LibraryView now = storeView(*m_options.store);
+        if (target != now)
+            applyToStore(target, now);
+        m_baseline = storeView(*m_options.store);
+        m_baselineFile->replace(*m_baseline);
+    } else {
+        m_baseline.reset();
+        m_everythingDirty = true;
+    }
+    report(SyncEvent::Type::setup, &outcome);
+}
+
+void LibrarySync::run(Run what, bool justSaved)
 {
     PersistenceController& store = *m_options.store;
-    // An edit not saved yet wins over what the folder says: try again after the save.
-    if (m_running || !store.isAvailable() || store.isReadOnly() || store.hasChanges())
+    // An edit not saved yet wins over what the folder says: try again after the save. (Right
+    // after a save there is none, and asking costs a pass over the library.)
+    if (m_running || !store.isAvailable() || store.isReadOnly() ||
+        (!justSaved && store.hasChanges()))
         return;
     m_running = true;
     const QString lockPath = AppPaths::lockFileFor(baselinePath());
     const ProcessLock lock(lockPath, kLockWaitMs);
     const bool locked = !lockPath.isEmpty() && lock.held();
-
     loadBaseline();
     // The first run that finds no baseline, whatever started it, is the set-up.
     const bool setup = !m_baseline;
-    const LibraryView current = storeView(store);
     if (!locked) {
         MirrorOutcome busy;
         busy.failure = MirrorOutcome::Failure::NotWritable;
@@ -240,90 +302,57 @@ void LibrarySync::run(Run what)
                                                                : SyncEvent::Type::exportChanges;
         report(type, nullptr);
         report(type, &busy);
-        m_running = false;
-        return;
-    }
-
-    if (setup) {
-        report(SyncEvent::Type::setup, nullptr);
-        // Another computer's library first, so ours joins it rather than the other way round.
-        MirrorOutcome outcome = m_mirror.importChanges();
-        if (outcome.ok()) {
-            m_baseline = LibraryView();
-            const MirrorOutcome exported = exportPart(current);
-            if (!exported.ok())
-                outcome = exported;
-            else {
-                const MirrorOutcome imported = importPart(storeView(store));
-                outcome.damagedEntries += imported.damagedEntries;
-                outcome.damagedFiles += imported.damagedFiles;
-                if (!imported.ok())
-                    outcome = imported;
-            }
+    } else if (setup) {
+        runSetup();
+    } else {
+        if (what != Run::importOnly) {
+            report(SyncEvent::Type::exportChanges, nullptr);
+            const MirrorOutcome outcome = exportPart();
+            report(SyncEvent::Type::exportChanges, &outcome);
         }
-        if (outcome.ok() && m_baseline) {
-            if (const auto error = saveBaseline()) {
-                outcome.failure = MirrorOutcome::Failure::NotWritable;
-                outcome.error = *error;
-            }
-        } else if (!outcome.ok()) {
-            m_baseline.reset();
+        if (what != Run::exportOnly) {
+            report(SyncEvent::Type::import, nullptr);
+            const MirrorOutcome outcome = importPart(what == Run::both);
+            report(SyncEvent::Type::import, &outcome);
         }
-        report(SyncEvent::Type::setup, &outcome);
-        m_running = false;
-        return;
-    }
-
-    if (what != Run::importOnly) {
-        report(SyncEvent::Type::exportChanges, nullptr);
-        MirrorOutcome outcome = exportPart(current);
-        if (outcome.ok())
-            if (const auto error = saveBaseline())
-                outcome = {MirrorOutcome::Failure::NotWritable, *error, 0, {}, false};
-        report(SyncEvent::Type::exportChanges, &outcome);
-    }
-    if (what != Run::exportOnly) {
-        report(SyncEvent::Type::import, nullptr);
-        MirrorOutcome outcome = importPart(storeView(store));
-        if (outcome.ok())
-            if (const auto error = saveBaseline())
-                outcome = {MirrorOutcome::Failure::NotWritable, *error, 0, {}, false};
-        report(SyncEvent::Type::import, &outcome);
     }
     m_running = false;
 }
 
-void LibrarySync::applyToStore(const LibraryView& target, const LibraryView& current)
+RecordIds LibrarySync::applyToStore(const LibraryView& target, const LibraryView& current)
 {
     PersistenceController& store = *m_options.store;
-    QHash<QString, CategoryEntity*> categories;
-    for (CategoryEntity* category :
-         store.fetchCategories(PersistenceController::Filter::all,
-                               PersistenceController::CategoryOrder::sortOrderAscending))
-        if (category->id())
-            categories.insert(syncId(*category->id()), category);
+    RecordIds orphaned;
+    // Looked up one by one for a few records; through a table built once for many.
+    const bool many = target.snippets.size() + current.snippets.size() > 16;
     QHash<QString, SnippetEntity*> snippets;
-    for (SnippetEntity* snippet : store.fetchAllSnippets())
-        if (const auto id = snippet->id())
-            snippets.insert(syncId(*id), snippet);
+    if (many)
+        for (SnippetEntity* snippet : store.fetchAllSnippets())
+            if (const auto id = snippet->id())
+                snippets.insert(syncId(*id), snippet);
+    const auto findSnippet = [&](const QString& id) {
+        return many ? snippets.value(id) : store.snippetWithId(QUuid::fromString(id));
+    };
+    const auto findCategory = [&](const QString& id) {
+        return store.categoryWithId(QUuid::fromString(id));
+    };
 
     for (auto it = target.categories.cbegin(); it != target.categories.cend(); ++it) {
         if (current.categories.value(it.key()) == it.value())
             continue;
-        CategoryEntity* category = categories.value(it.key());
+        CategoryEntity* category = findCategory(it.key());
         if (!category) {
             auto created = std::make_unique<CategoryEntity>();
             created->setId(QUuid::fromString(it.key()));
             category = store.insertCategory(std::move(created));
-            categories.insert(it.key(), category);
         }
         applyCategoryFields(*category, it.value());
     }
-    const auto categoryWithId = [&](const QUuid& id) { return categories.value(syncId(id)); };
+    const auto categoryWithId = [&](const QUuid& id) { return store.categoryWithId(id); };
     for (auto it = target.snippets.cbegin(); it != target.snippets.cend(); ++it) {
         if (current.snippets.value(it.key()) == it.value())
             continue;
-        SnippetEntity* snippet = snippets.value(it.key());
+        SnippetEntity* snippet = findSnippet(it.key());
         if (!snippet) {
             auto created = std::make_unique<SnippetEntity>();
             created->setId(QUuid::fromString(it.key()));
@@ -333,13 +362,21 @@ void LibrarySync::applyToStore(const LibraryView& target, const LibraryView& cur
     }
     for (auto it = current.snippets.cbegin(); it != current.snippets.cend(); ++it)
         if (!target.snippets.contains(it.key()))
-            store.deleteSnippet(snippets.value(it.key()));
-    for (auto it = current.categories.cbegin(); it != current.categories.cend(); ++it)
-        if (!target.categories.contains(it.key()))
-            store.deleteCategory(categories.value(it.key()));
+            store.deleteSnippet(findSnippet(it.key()));
+    for (auto it = current.categories.cbegin(); it != current.categories.cend(); ++it) {
+        if (target.categories.contains(it.key()))
+            continue;
+        // Its snippets stay, without a category.
+        CategoryEntity* category = findCategory(it.key());
+        for (const SnippetEntity* snippet : category->snippets())
+            if (const auto id = snippet->id())
+                orphaned.snippets.insert(syncId(*id));
+        store.deleteCategory(category);
+    }
     store.save();
     // The lists, the engine and the editor take it up as any change from elsewhere.
     Q_EMIT store.remoteStoreChanged();
+    return orphaned;
 }
 
 } // namespace scrivlane::sync

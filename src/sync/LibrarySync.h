@@ -1,13 +1,17 @@
 #pragma once
 
 #include "library/SyncEvent.h"
+#include "sync/BaselineFile.h"
 #include "sync/FolderMirror.h"
 #include "sync/LibraryFields.h"
 
 #include <QDateTime>
 #include <QObject>
+#include <QSet>
 #include <QString>
+#include <QUuid>
 #include <functional>
+#include <memory>
 #include <optional>
 
 class PersistenceController;
@@ -15,10 +19,11 @@ class PersistenceController;
 namespace scrivlane::sync {
 
 // Keeps the store and the sync folder in step. An export writes what changed in the store
-// since the last time the two agreed (the baseline, kept in the data folder so the app and
-// the command line agree on it); an import merges every computer's changes and writes the
-// result into the store, as changes made by another process are read in. Each run reports
-// set-up, import and export events to the store.
+// since the last time the two agreed (the baseline, kept in the data folder); an import
+// merges every computer's changes and writes the records they touched into the store, as
+// changes made by another process are read in. Both work on the records concerned only, so
+// a save in a large library costs what the save changed. Each run reports set-up, import and
+// export events to the store.
 class LibrarySync : public QObject {
     Q_OBJECT
 
@@ -38,11 +43,13 @@ public:
     explicit LibrarySync(Options options, QObject* parent = nullptr);
     ~LibrarySync() override;
 
-    // The store saved: its changes go out.
+    // The store saved these records: their changes go out.
+    void recordsSaved(const QList<QUuid>& snippets, const QList<QUuid>& categories);
+    // Exports what changed since the last export (all of it, the first time in a process).
     void exportChanges();
     // Something arrived in the sync folder: it comes in.
     void importChanges();
-    // Both, the first time as the set-up.
+    // Both, reading every file whole; the first time ever, as the set-up.
     void syncNow();
 
     // Where things stand, read from the files so any process can tell: the last time this
@@ -68,12 +75,15 @@ public:
 
 private:
     enum class Run { exportOnly, importOnly, both };
-    void run(Run what);
-    MirrorOutcome exportPart(const LibraryView& current);
-    MirrorOutcome importPart(const LibraryView& current);
+
+    void run(Run what, bool justSaved = false);
+    void runSetup();
+    MirrorOutcome exportPart();
+    MirrorOutcome importPart(bool fromScratch);
+    LibraryView storeRecords(const RecordIds& ids) const;
+    void adoptIntoBaseline(const RecordIds& ids, const LibraryView& records);
+    RecordIds applyToStore(const LibraryView& target, const LibraryView& current);
     void loadBaseline();
-    std::optional<QString> saveBaseline();
-    void applyToStore(const LibraryView& target, const LibraryView& current);
     void report(SyncEvent::Type type, const MirrorOutcome* outcome);
     QString baselinePath() const;
 
@@ -81,10 +91,13 @@ private:
     QString m_device;
     FolderMirror m_mirror;
     std::optional<LibraryView> m_baseline;
-    // The baseline file as last read or written, to notice another process's write.
-    QDateTime m_baselineStamp;
-    qint64 m_baselineSize = -1;
+    // Saved here since the last export and not yet out; `m_everythingDirty` until this process
+    // has compared the whole store with the baseline once (an earlier run may have been
+    // killed between a save and its export).
+    RecordIds m_dirty;
+    bool m_everythingDirty = true;
     bool m_running = false;
+    std::unique_ptr<BaselineFile> m_baselineFile;
 };
 
 } // namespace scrivlane::sync

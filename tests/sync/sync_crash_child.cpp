@@ -29,8 +29,8 @@ int main(int argc, char* argv[])
                                        {},
                                        {},
                                        1 << 30});
-    QObject::connect(&store, &PersistenceController::didSave, &sync,
-                     &scrivlane::sync::LibrarySync::exportChanges);
+    QObject::connect(&store, &PersistenceController::recordsSaved, &sync,
+                     &scrivlane::sync::LibrarySync::recordsSaved);
     const QString prefix = QString::fromLocal8Bit(argv[3]);
     for (int i = 0;; ++i) {
         const QString abbreviation = prefix + QString::number(i);

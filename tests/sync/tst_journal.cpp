@@ -124,6 +124,10 @@ private Q_SLOTS:
     {
         QCOMPARE(seqsOf(readJournal(journal({1, 2, 3, 4}), 2)), (QList<quint64>{3, 4}));
         QCOMPARE(readJournal(journal({5, 6}), 2).stop, Stop::Gap);
+        // A reader that keeps its place carries on from before the gap, not past it.
+        const JournalReadResult gapped = readJournal(journal({1, 2, 4, 5}));
+        QCOMPARE(gapped.resumeAt, journal({1, 2}).size());
+        QCOMPARE(gapped.consumed, journal({1, 2, 4, 5}).size());
     }
 
     void conflictCopies_data()

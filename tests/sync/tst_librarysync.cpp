@@ -28,6 +28,8 @@ struct Computer {
         store = std::make_unique<PersistenceController>(std::move(options));
         sync = std::make_unique<LibrarySync>(LibrarySync::Options{
             store.get(), syncFolder, dataFolder, machine + name, {}, {}, 2000});
+        QObject::connect(store.get(), &PersistenceController::recordsSaved, sync.get(),
+                         &LibrarySync::recordsSaved);
     }
 
     SnippetEntity* add(const QString& abbreviation, CategoryEntity* category = nullptr)
