@@ -42,11 +42,12 @@ inline QString startWindow(QProcess& process, const QProcessEnvironment& env,
 {
     process.setProcessEnvironment(env);
     process.start(program, arguments);
-    const QString window =
-        output(QStringLiteral("xdotool"),
-               QStringList{QStringLiteral("search"), QStringLiteral("--sync")} + search)
-            .split(u'\n')
-            .first();
+    const QString window = output(QStringLiteral("xdotool"),
+                                  QStringList{QStringLiteral("search"), QStringLiteral("--sync"),
+                                              QStringLiteral("--onlyvisible")} +
+                                      search)
+                               .split(u'\n')
+                               .first();
     if (!window.isEmpty())
         XvfbServer::run(QStringLiteral("xdotool"),
                         {QStringLiteral("windowfocus"), QStringLiteral("--sync"), window});

@@ -144,6 +144,8 @@ void TestApplicationsEndToEnd::xtermGetsTheFillInFormsText()
     QVERIFY(!startWindow(xterm, u"xterm"_s, {u"-e"_s, u"sh"_s, u"-c"_s, u"cat > \"$0\""_s, path},
                          {u"--class"_s, u"xterm"_s})
                  .isEmpty());
+    // Keys typed before the shell runs cat would go nowhere.
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(path), 10000);
     QString expected;
     for (const QString& name : {u"Ada"_s, u"Bo"_s, u"Cy"_s}) {
         QVERIFY(type(u";fx"_s));

@@ -314,6 +314,8 @@ void TestExpansionEndToEnd::xtermPastesThePrimarySelection()
     QVERIFY(!startWindow(xterm, u"xterm"_s, {u"-e"_s, u"sh"_s, u"-c"_s, u"cat > \"$0\""_s, path},
                          {u"--class"_s, u"xterm"_s})
                  .isEmpty());
+    // Keys typed before the shell runs cat would go nowhere.
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(path), 10000);
     QTest::qWait(500);
     QVERIFY(type(u"x;xt"_s));
     QTest::qWait(1000);
