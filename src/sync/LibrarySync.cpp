@@ -209,8 +209,10 @@ MirrorOutcome LibrarySync::exportPart()
                 ids.categories.insert(it.key());
         }
     }
-    if (ids.isEmpty())
+    if (ids.isEmpty()) {
+        m_everythingDirty = false; // an empty library has nothing to compare
         return {};
+    }
     const LibraryView before = restricted(*m_baseline, ids);
     const LibraryView after = storeRecords(ids);
     MirrorOutcome outcome = m_mirror.exportChanges(changesBetween(before, after));

@@ -111,6 +111,19 @@ private Q_SLOTS:
         QCOMPARE(bAgain.abbreviations(PersistenceController::Filter::all), QStringList{u";addr"_s});
     }
 
+    // A computer set up with an empty library takes in what arrives later by imports alone.
+    void emptyLibraryTakesInWhatArrives()
+    {
+        Computer a(m_dir->path(), u"a"_s, syncFolder());
+        Computer b(m_dir->path(), u"b"_s, syncFolder());
+        b.sync->syncNow();
+        a.add(u";x"_s);
+        a.store->save();
+        a.sync->syncNow();
+        b.sync->importChanges();
+        QCOMPARE(b.abbreviations(PersistenceController::Filter::all), QStringList{u";x"_s});
+    }
+
     // An edit not saved yet is never overwritten by what arrives; it goes out once saved.
     void unsavedEditWins()
     {
