@@ -12,6 +12,7 @@
 #include <QJsonDocument>
 #include <QUuid>
 #include <atomic>
+#include <utility>
 
 namespace scrivlane::sync {
 
@@ -213,6 +214,11 @@ MirrorOutcome LibrarySync::exportPart()
         m_everythingDirty = false; // an empty library has nothing to compare
         return {};
     }
+    // What the folder holds is read first, so this save is stamped after every change in it:
+    // a save made after another computer's change came in wins over that change.
+    const MirrorOutcome news = m_mirror.importChanges(false);
+    m_arrived.snippets.unite(news.changedSnippets);
+    m_arrived.categories.unite(news.changedCategories);
     const LibraryView before = restricted(*m_baseline, ids);
     const LibraryView after = storeRecords(ids);
     MirrorOutcome outcome = m_mirror.exportChanges(changesBetween(before, after));
@@ -227,11 +233,13 @@ MirrorOutcome LibrarySync::exportPart()
 MirrorOutcome LibrarySync::importPart(bool fromScratch)
 {
     MirrorOutcome outcome = m_mirror.importChanges(fromScratch);
+    m_arrived.snippets.unite(outcome.changedSnippets);
+    m_arrived.categories.unite(outcome.changedCategories);
     // Changes here that could not go out yet are not overwritten by what came in; the mirror
     // keeps what it read, and the records are written once they have gone out.
     if (!outcome.ok() || !m_dirty.isEmpty() || m_everythingDirty)
         return outcome;
-    RecordIds ids{outcome.changedSnippets, outcome.changedCategories};
+    RecordIds ids = std::exchange(m_arrived, {});
     if (ids.isEmpty())
         return outcome;
     const SyncState& merged = m_mirror.merged();
@@ -273,6 +281,7 @@ void LibrarySync::runSetup()
             applyToStore(target, now);
         m_baseline = storeView(*m_options.store);
         m_baselineFile->replace(*m_baseline);
+        m_arrived = {}; // the store is the whole merge now
     } else {
         m_baseline.reset();
         m_everythingDirty = true;

@@ -96,6 +96,8 @@ private:
     // killed between a save and its export).
     RecordIds m_dirty;
     bool m_everythingDirty = true;
+    // Read from the folder but not written to the store yet (local changes were still out).
+    RecordIds m_arrived;
     bool m_running = false;
     std::unique_ptr<BaselineFile> m_baselineFile;
 };

@@ -10,6 +10,7 @@
 #include <memory>
 
 using namespace Qt::StringLiterals;
+using scrivlane::sync::HybridClock;
 using scrivlane::sync::LibrarySync;
 
 namespace {
@@ -17,7 +18,7 @@ namespace {
 // One computer: its store, its data folder and its side of the shared sync folder.
 struct Computer {
     Computer(const QString& root, const QString& name, const QString& syncFolder,
-             const QString& machine = u"machine"_s)
+             const QString& machine = u"machine"_s, HybridClock::WallClock wallClock = {})
         : dataFolder(root + u"/"_s + name)
     {
         QDir().mkpath(dataFolder);
@@ -27,7 +28,7 @@ struct Computer {
         options.clock = [] { return QDateTime::currentDateTimeUtc(); };
         store = std::make_unique<PersistenceController>(std::move(options));
         sync = std::make_unique<LibrarySync>(LibrarySync::Options{
-            store.get(), syncFolder, dataFolder, machine + name, {}, {}, 2000});
+            store.get(), syncFolder, dataFolder, machine + name, std::move(wallClock), {}, 2000});
         QObject::connect(store.get(), &PersistenceController::recordsSaved, sync.get(),
                          &LibrarySync::recordsSaved);
     }
@@ -124,15 +125,19 @@ private Q_SLOTS:
         QCOMPARE(b.abbreviations(PersistenceController::Filter::all), QStringList{u";x"_s});
     }
 
-    // An edit not saved yet is never overwritten by what arrives; it goes out once saved.
+    // An edit not saved yet is never overwritten by what arrives; once saved it wins over what
+    // had arrived, even from a computer whose clock runs ahead.
     void unsavedEditWins()
     {
-        Computer a(m_dir->path(), u"a"_s, syncFolder());
-        Computer b(m_dir->path(), u"b"_s, syncFolder());
+        qint64 aClock = QDateTime::currentMSecsSinceEpoch();
+        const qint64 bClock = aClock;
+        Computer a(m_dir->path(), u"a"_s, syncFolder(), u"machine"_s, [&aClock] { return aClock; });
+        Computer b(m_dir->path(), u"b"_s, syncFolder(), u"machine"_s, [bClock] { return bClock; });
         a.add(u";x"_s);
         a.store->save();
         a.sync->syncNow();
         b.sync->syncNow();
+        aClock += 60000; // a's clock jumps a minute ahead
         a.find(u";x"_s)->setTitle(u"from a"_s);
         a.store->save();
         a.sync->exportChanges();
