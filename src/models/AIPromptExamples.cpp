@@ -1,22 +1,35 @@
 #include "models/AIPromptExamples.h"
 
-using namespace Qt::StringLiterals;
+#include <QCoreApplication>
 
+// The prompts are translated too: they are what the user's AI is asked, in the user's language.
+// Their macros ({clipboard}, {fill:…}) must stay as they are.
 const QList<AIPromptExample>& AIPromptExample::all()
 {
     static const QList<AIPromptExample> examples{
-        {QUuid::createUuid(), u"Rewrite in a professional tone"_s,
-         u"Rewrite the following in a professional tone: {clipboard}"_s},
-        {QUuid::createUuid(), u"Summarize clipboard"_s,
-         u"Summarize this in 2\u20133 sentences: {clipboard}"_s},
-        {QUuid::createUuid(), u"Write a reply about a topic"_s,
-         u"Write a brief, friendly reply about {fill:Topic}"_s},
-        {QUuid::createUuid(), u"Translate clipboard"_s,
-         u"Translate the following to {fill:Language}: {clipboard}"_s},
-        {QUuid::createUuid(), u"Fix grammar and spelling"_s,
-         u"Fix any grammar and spelling errors in: {clipboard}"_s},
-        {QUuid::createUuid(), u"Make it shorter"_s,
-         u"Rewrite this more concisely, keeping the same meaning: {clipboard}"_s},
+        {QUuid::createUuid(),
+         QCoreApplication::translate("AIPromptExample", "Rewrite in a professional tone"),
+         QCoreApplication::translate("AIPromptExample",
+                                     "Rewrite the following in a professional tone: {clipboard}")},
+        {QUuid::createUuid(), QCoreApplication::translate("AIPromptExample", "Summarize clipboard"),
+         // Split after the escape: lupdate reads "\u20133" as a single character.
+         QCoreApplication::translate("AIPromptExample", "Summarize this in 2\u2013"
+                                                        "3 sentences: {clipboard}")},
+        {QUuid::createUuid(),
+         QCoreApplication::translate("AIPromptExample", "Write a reply about a topic"),
+         QCoreApplication::translate("AIPromptExample",
+                                     "Write a brief, friendly reply about {fill:Topic}")},
+        {QUuid::createUuid(), QCoreApplication::translate("AIPromptExample", "Translate clipboard"),
+         QCoreApplication::translate("AIPromptExample",
+                                     "Translate the following to {fill:Language}: {clipboard}")},
+        {QUuid::createUuid(),
+         QCoreApplication::translate("AIPromptExample", "Fix grammar and spelling"),
+         QCoreApplication::translate("AIPromptExample",
+                                     "Fix any grammar and spelling errors in: {clipboard}")},
+        {QUuid::createUuid(), QCoreApplication::translate("AIPromptExample", "Make it shorter"),
+         QCoreApplication::translate("AIPromptExample",
+                                     "Rewrite this more concisely, keeping the same meaning: "
+                                     "{clipboard}")},
     };
     return examples;
 }

@@ -103,20 +103,20 @@ void AISettingsModel::cancelProviderSwitch()
 QString AISettingsModel::switchTitle() const
 {
     if (!m_pendingProvider)
-        return u"Switch Provider?"_s;
-    return u"Switch to "_s + displayName(*m_pendingProvider) + u"?"_s;
+        return tr("Switch Provider?");
+    return tr("Switch to %1?").arg(displayName(*m_pendingProvider));
 }
 
 QString AISettingsModel::switchMessage() const
 {
-    return u"Your "_s + displayName(m_ai->provider()) +
-           u" model and connection settings will be reset to defaults for the new provider. "
-           u"Your API key is saved separately and won't be lost."_s;
+    return tr("Your %1 model and connection settings will be reset to defaults for the new "
+              "provider. Your API key is saved separately and won't be lost.")
+        .arg(displayName(m_ai->provider()));
 }
 
 QString AISettingsModel::keepButtonText() const
 {
-    return u"Keep "_s + displayName(m_ai->provider());
+    return tr("Keep %1").arg(displayName(m_ai->provider()));
 }
 
 bool AISettingsModel::showsApiKey() const
@@ -126,10 +126,10 @@ bool AISettingsModel::showsApiKey() const
 
 QString AISettingsModel::billingNote() const
 {
-    return u"API access requires a separate account and billing from "_s +
-           displayName(m_ai->provider()) +
-           u" \u2014 it is not included with a ChatGPT Plus, Claude Pro, or similar consumer "
-           u"subscription. Charges are per use, typically fractions of a cent per expansion."_s;
+    return tr("API access requires a separate account and billing from %1 \u2014 it is not "
+              "included with a ChatGPT Plus, Claude Pro, or similar consumer subscription. "
+              "Charges are per use, typically fractions of a cent per expansion.")
+        .arg(displayName(m_ai->provider()));
 }
 
 QUrl AISettingsModel::apiKeyPage() const
@@ -158,8 +158,8 @@ QString AISettingsModel::ollamaWarning() const
 {
     if (m_ai->provider() != AIProvider::ollama || m_ai->ollamaDetected() != false)
         return {};
-    return u"Ollama doesn't appear to be running on port "_s + QString::number(m_ai->ollamaPort()) +
-           u". Open the Ollama app first."_s;
+    return tr("Ollama doesn't appear to be running on port %1. Open the Ollama app first.")
+        .arg(m_ai->ollamaPort());
 }
 
 AISettingsModel::ModelControl AISettingsModel::modelControl() const
@@ -173,9 +173,9 @@ AISettingsModel::ModelControl AISettingsModel::modelControl() const
 
 QString AISettingsModel::privacyNote() const
 {
-    return u"When you use {ai:\u2026}, the resolved prompt is sent to "_s +
-           displayName(m_ai->provider()) +
-           u". Clipboard contents and fill-in values are included if referenced in the prompt."_s;
+    return tr("When you use {ai:\u2026}, the resolved prompt is sent to %1. Clipboard contents "
+              "and fill-in values are included if referenced in the prompt.")
+        .arg(displayName(m_ai->provider()));
 }
 
 AISettingsModel::StatusLook AISettingsModel::connectionLook() const
@@ -198,7 +198,7 @@ QString AISettingsModel::connectionText() const
     const AIConnectionStatus& status = m_ai->connectionStatus();
     switch (status.kind) {
     case AIConnectionStatus::Kind::ok:
-        return u"Connected \u2014 model replied: \""_s + status.text + u"\""_s;
+        return tr("Connected \u2014 model replied: \"%1\"").arg(status.text);
     case AIConnectionStatus::Kind::error:
         return status.text;
     case AIConnectionStatus::Kind::unknown:
@@ -212,11 +212,11 @@ QString AISettingsModel::authTypeLabel(AnthropicEnterpriseAuthType type)
 {
     switch (type) {
     case AnthropicEnterpriseAuthType::apiKey:
-        return u"x-api-key (Anthropic default)"_s;
+        return tr("x-api-key (Anthropic default)");
     case AnthropicEnterpriseAuthType::bearer:
         return u"Authorization: Bearer"_s;
     case AnthropicEnterpriseAuthType::custom:
-        return u"Custom header"_s;
+        return tr("Custom header");
     }
     return {};
 }
@@ -225,13 +225,13 @@ QString AISettingsModel::endpointStyleLabel(AnthropicEnterpriseEndpointStyle sty
 {
     switch (style) {
     case AnthropicEnterpriseEndpointStyle::standard:
-        return u"Standard  (/messages)"_s;
+        return tr("Standard  (/messages)");
     case AnthropicEnterpriseEndpointStyle::bedrockPath:
-        return u"Bedrock path  (/model/{model}/messages)"_s;
+        return tr("Bedrock path  (/model/{model}/messages)");
     case AnthropicEnterpriseEndpointStyle::bedrockInvoke:
-        return u"Bedrock invoke  (/model/{model}/invoke)"_s;
+        return tr("Bedrock invoke  (/model/{model}/invoke)");
     case AnthropicEnterpriseEndpointStyle::custom:
-        return u"Custom path"_s;
+        return tr("Custom path");
     }
     return {};
 }

@@ -48,7 +48,7 @@ public:
     void cancelProviderSwitch();
     QString switchTitle() const;
     QString switchMessage() const;
-    QString switchButtonText() const { return QStringLiteral("Switch Provider"); }
+    QString switchButtonText() const { return tr("Switch Provider"); }
     QString keepButtonText() const;
 
     bool showsApiKey() const; // every provider but Ollama

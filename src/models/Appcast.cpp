@@ -1,5 +1,6 @@
 #include "models/Appcast.h"
 
+#include <QCoreApplication>
 #include <QXmlStreamReader>
 
 using namespace Qt::StringLiterals;
@@ -101,6 +102,12 @@ AppcastItem readItem(QXmlStreamReader& xml)
     return item;
 }
 
+QString notValidXml(const QXmlStreamReader& xml)
+{
+    return QCoreApplication::translate("Appcast", "The update feed is not valid XML: %1")
+        .arg(xml.errorString());
+}
+
 } // namespace
 
 namespace Appcast {
@@ -109,8 +116,9 @@ std::variant<QList<AppcastItem>, QString> parse(const QByteArray& data)
 {
     QXmlStreamReader xml(data);
     if (!xml.readNextStartElement() || xml.name() != u"rss"_s)
-        return xml.hasError() ? u"The update feed is not valid XML: "_s + xml.errorString()
-                              : u"The update feed is not an RSS feed."_s;
+        return xml.hasError()
+                   ? notValidXml(xml)
+                   : QCoreApplication::translate("Appcast", "The update feed is not an RSS feed.");
     QList<AppcastItem> items;
     bool sawChannel = false;
     while (xml.readNextStartElement()) {
@@ -130,9 +138,9 @@ std::variant<QList<AppcastItem>, QString> parse(const QByteArray& data)
         }
     }
     if (xml.hasError())
-        return u"The update feed is not valid XML: "_s + xml.errorString();
+        return notValidXml(xml);
     if (!sawChannel)
-        return u"The update feed has no channel."_s;
+        return QCoreApplication::translate("Appcast", "The update feed has no channel.");
     return items;
 }
 

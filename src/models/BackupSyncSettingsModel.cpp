@@ -17,8 +17,6 @@
 #include <unicode/timezone.h>
 #include <unicode/unistr.h>
 
-using namespace Qt::StringLiterals;
-
 BackupSyncSettingsModel::BackupSyncSettingsModel(Dependencies dependencies, QObject* parent)
     : QObject(parent), m_dependencies(std::move(dependencies)), m_backup(m_dependencies.backup)
 {
@@ -79,18 +77,18 @@ QString BackupSyncSettingsModel::syncStatusText() const
 {
     switch (syncStatus()) {
     case SyncStatus::off:
-        return u"Folder sync is off. Snippets stored locally only."_s;
+        return tr("Folder sync is off. Snippets stored locally only.");
     case SyncStatus::error:
-        return u"Sync error: "_s + m_dependencies.store->syncError();
+        return tr("Sync error: %1").arg(m_dependencies.store->syncError());
     case SyncStatus::on:
         break;
     }
     const QDateTime last = m_dependencies.store->lastSyncDate();
     if (!last.isValid())
-        return m_dependencies.store->isSyncing() ? u"Syncing\u2026"_s : u"Folder sync is on."_s;
+        return m_dependencies.store->isSyncing() ? tr("Syncing\u2026") : tr("Folder sync is on.");
     const QDateTime now =
         m_dependencies.clock ? m_dependencies.clock() : QDateTime::currentDateTimeUtc();
-    return u"Last synced "_s + RelativeTime::abbreviated(last, now, m_dependencies.localeId);
+    return tr("Last synced %1").arg(RelativeTime::abbreviated(last, now, m_dependencies.localeId));
 }
 
 void BackupSyncSettingsModel::refresh()
@@ -121,14 +119,14 @@ bool BackupSyncSettingsModel::chooseSyncFolder(const QString& folder)
 QString BackupSyncSettingsModel::folderText() const
 {
     if (!m_backup || m_backup->backupFolder().isEmpty())
-        return u"Not set"_s;
+        return tr("Not set");
     return BackupFolder::displayPath(m_backup->backupFolder());
 }
 
 QString BackupSyncSettingsModel::lastBackupText() const
 {
     if (!m_backup || !m_backup->lastBackupDate().isValid())
-        return u"Never"_s;
+        return tr("Never");
     return abbreviatedDateTime(m_backup->lastBackupDate(), m_dependencies.localeId,
                                m_dependencies.timeZoneId);
 }

@@ -38,7 +38,7 @@ void GeneralSettingsModel::appear()
 QString GeneralSettingsModel::setLaunchAtLogin(bool enabled)
 {
     if (!m_dependencies.loginItem)
-        return u"Launch at login is not available here."_s;
+        return tr("Launch at login is not available here.");
     const QString error = m_dependencies.loginItem->setEnabled(enabled);
     // The switch shows what the entry now says, whether or not that worked.
     m_launchAtLogin = m_dependencies.loginItem->isEnabled();
@@ -49,7 +49,7 @@ QString GeneralSettingsModel::setLaunchAtLogin(bool enabled)
 QString GeneralSettingsModel::versionText() const
 {
     const QString version = m_dependencies.version.isEmpty() ? u"1.0.0"_s : m_dependencies.version;
-    return u"Version "_s + version;
+    return tr("Version %1").arg(version);
 }
 
 bool GeneralSettingsModel::canCheckForUpdates() const

@@ -3,60 +3,69 @@
 #include "library/CategoryEntity.h"
 #include "library/SnippetEntity.h"
 
-using namespace Qt::StringLiterals;
+#include <QCoreApplication>
 
 namespace LibraryTexts {
 
-namespace {
-QString plural(qsizetype count)
-{
-    return count == 1 ? QString() : u"s"_s;
-}
-QString quoted(const QString& text)
-{
-    return u'"' + text + u'"';
-}
-} // namespace
-
+// Each count has its singular and plural written out: both are whole sentences to translate.
 QString snippetCount(qsizetype count)
 {
-    return QString::number(count) + u" snippet"_s + plural(count);
+    return count == 1 ? QCoreApplication::translate("LibraryTexts", "1 snippet")
+                      : QCoreApplication::translate("LibraryTexts", "%1 snippets").arg(count);
 }
 
 QString snippetAction(const QString& verb, qsizetype count)
 {
-    return verb + u' ' + QString::number(count) + u" Snippet"_s + plural(count);
+    //: %1 is a verb the caller translated ("Move", "Delete").
+    return count == 1 ? QCoreApplication::translate("LibraryTexts", "%1 1 Snippet").arg(verb)
+                      : QCoreApplication::translate("LibraryTexts", "%1 %2 Snippets")
+                            .arg(verb, QString::number(count));
 }
 
 QString selectionCount(qsizetype count)
 {
-    return QString::number(count) + u" snippets selected"_s;
+    return QCoreApplication::translate("LibraryTexts", "%1 snippets selected").arg(count);
 }
 
 Question deleteSnippets(qsizetype count, const SnippetEntity* single)
 {
     const QString title =
-        count == 1 ? QString(u"Delete "_s +
-                             quoted(single ? single->displayTitle() : u"this snippet"_s) + u'?')
-                   : QString(u"Delete "_s + QString::number(count) + u" snippets?"_s);
-    return {title, u"This action cannot be undone."_s, u"Delete"_s};
+        count == 1 ? QCoreApplication::translate("LibraryTexts", "Delete \"%1\"?")
+                         .arg(single ? single->displayTitle()
+                                     : QCoreApplication::translate("LibraryTexts", "this snippet"))
+                   : QCoreApplication::translate("LibraryTexts", "Delete %1 snippets?").arg(count);
+    return {title, QCoreApplication::translate("LibraryTexts", "This action cannot be undone."),
+            QCoreApplication::translate("LibraryTexts", "Delete")};
 }
 
 Question deleteSelectedSnippets(qsizetype count)
 {
-    return {u"Delete "_s + QString::number(count) + u" snippet"_s + plural(count) + u'?',
-            u"This action cannot be undone."_s, snippetAction(u"Delete"_s, count)};
+    const QString title =
+        count == 1 ? QCoreApplication::translate("LibraryTexts", "Delete 1 snippet?")
+                   : QCoreApplication::translate("LibraryTexts", "Delete %1 snippets?").arg(count);
+    return {title, QCoreApplication::translate("LibraryTexts", "This action cannot be undone."),
+            snippetAction(QCoreApplication::translate("LibraryTexts", "Delete"), count)};
 }
 
 Question deleteCategory(const CategoryEntity& category)
 {
     const qsizetype count = category.activeSnippets().size();
-    const QString message = count == 0 ? u"This category is empty. This action cannot be undone."_s
-                                       : u"This will also delete "_s + QString::number(count) +
-                                             u" snippet"_s + plural(count) +
-                                             u" in this category. This action cannot be undone."_s;
-    return {u"Delete "_s + quoted(category.displayName()) + u'?', message,
-            u"Delete Category and Snippets"_s};
+    QString message;
+    if (count == 0)
+        message = QCoreApplication::translate(
+            "LibraryTexts", "This category is empty. This action cannot be undone.");
+    else if (count == 1)
+        message = QCoreApplication::translate(
+            "LibraryTexts",
+            "This will also delete 1 snippet in this category. This action cannot be undone.");
+    else
+        message =
+            QCoreApplication::translate("LibraryTexts", "This will also delete %1 snippets in this "
+                                                        "category. This action cannot be undone.")
+                .arg(count);
+    return {
+        QCoreApplication::translate("LibraryTexts", "Delete \"%1\"?").arg(category.displayName()),
+        message, QCoreApplication::translate("LibraryTexts", "Delete Category and Snippets")};
 }
 
 } // namespace LibraryTexts

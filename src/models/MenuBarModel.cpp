@@ -4,8 +4,6 @@
 #include "library/PersistenceController.h"
 #include "models/LibraryTexts.h"
 
-using namespace Qt::StringLiterals;
-
 MenuBarModel::MenuBarModel(TextExpansionService* expansion, PersistenceController* store,
                            QObject* parent)
     : QObject(parent), m_expansion(expansion), m_store(store)
@@ -25,8 +23,8 @@ MenuBarModel::MenuBarModel(TextExpansionService* expansion, PersistenceControlle
 QString MenuBarModel::statusText() const
 {
     if (!m_expansion->accessibilityGranted())
-        return u"Needs X11 Access"_s;
-    return m_expansion->isEnabled() ? u"Active"_s : u"Paused"_s;
+        return tr("Needs X11 Access");
+    return m_expansion->isEnabled() ? tr("Active") : tr("Paused");
 }
 
 QString MenuBarModel::snippetCountText() const
@@ -46,7 +44,7 @@ void MenuBarModel::setExpansionEnabled(bool enabled)
 
 QString MenuBarModel::expansionValueText() const
 {
-    return m_expansion->isEnabled() ? u"Enabled"_s : u"Paused"_s;
+    return m_expansion->isEnabled() ? tr("Enabled") : tr("Paused");
 }
 
 bool MenuBarModel::showsAccessWarning() const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QCoreApplication>
 #include <QList>
 #include <QString>
 
@@ -20,15 +21,15 @@ inline QString title(SettingsSection section)
 {
     switch (section) {
     case SettingsSection::general:
-        return QStringLiteral("General");
+        return QCoreApplication::translate("SettingsSections", "General");
     case SettingsSection::sound:
-        return QStringLiteral("Sound");
+        return QCoreApplication::translate("SettingsSections", "Sound");
     case SettingsSection::backupSync:
-        return QStringLiteral("Backup & Sync");
+        return QCoreApplication::translate("SettingsSections", "Backup & Sync");
     case SettingsSection::permissions:
-        return QStringLiteral("Permissions");
+        return QCoreApplication::translate("SettingsSections", "Permissions");
     case SettingsSection::aiMacros:
-        return QStringLiteral("AI Macros");
+        return QCoreApplication::translate("SettingsSections", "AI Macros");
     }
     return {};
 }

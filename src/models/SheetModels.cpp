@@ -6,8 +6,6 @@
 #include "library/SnippetEntity.h"
 #include "text/TextRules.h"
 
-using namespace Qt::StringLiterals;
-
 namespace {
 std::function<QDateTime()> orNow(std::function<QDateTime()> clock)
 {
@@ -57,12 +55,12 @@ CategoryEditorModel::CategoryEditorModel(PersistenceController* store, CategoryE
 
 QString CategoryEditorModel::sheetTitle() const
 {
-    return isEditing() ? u"Edit Category"_s : u"New Category"_s;
+    return isEditing() ? tr("Edit Category") : tr("New Category");
 }
 
 QString CategoryEditorModel::actionTitle() const
 {
-    return isEditing() ? u"Save"_s : u"Create"_s;
+    return isEditing() ? tr("Save") : tr("Create");
 }
 
 bool CategoryEditorModel::canSave() const

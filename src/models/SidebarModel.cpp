@@ -55,11 +55,11 @@ QVariant SidebarModel::data(const QModelIndex& index, int role) const
         return int(kind);
     switch (kind) {
     case Kind::allSnippets:
-        return role == Qt::DisplayRole ? QVariant(u"All Snippets"_s) : QVariant();
+        return role == Qt::DisplayRole ? QVariant(tr("All Snippets")) : QVariant();
     case Kind::categoriesHeading:
-        return role == Qt::DisplayRole ? QVariant(u"Categories"_s) : QVariant();
+        return role == Qt::DisplayRole ? QVariant(tr("Categories")) : QVariant();
     case Kind::recentlyDeleted:
-        return role == Qt::DisplayRole ? QVariant(u"Recently Deleted"_s) : QVariant();
+        return role == Qt::DisplayRole ? QVariant(tr("Recently Deleted")) : QVariant();
     case Kind::category:
         break;
     }

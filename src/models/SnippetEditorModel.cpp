@@ -137,7 +137,7 @@ QString SnippetEditorModel::abbreviationHint() const
 {
     if (m_abbreviation.isEmpty())
         return {};
-    return u"Types \""_s + m_abbreviation + u"\" \u2192 expands"_s;
+    return tr("Types \"%1\" \u2192 expands").arg(m_abbreviation);
 }
 
 AbbreviationConflict SnippetEditorModel::conflict() const

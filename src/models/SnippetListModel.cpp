@@ -75,11 +75,11 @@ QVariant SnippetListModel::data(const QModelIndex& index, int role) const
         // What a screen reader says for the row: everything the row shows, in its order.
         QStringList parts{s->displayTitle()};
         if (s->abbreviation() && !s->abbreviation()->isEmpty())
-            parts << u"abbreviation "_s + *s->abbreviation();
+            parts << tr("abbreviation %1").arg(*s->abbreviation());
         if (category)
             parts << category->displayName();
         if (s->isRichText())
-            parts << u"Rich Text"_s;
+            parts << tr("Rich Text");
         if (s->updatedAt())
             parts << RelativeTime::abbreviated(*s->updatedAt(), m_clock());
         return parts.join(u", "_s);

@@ -23,7 +23,7 @@ QList<SoundSettingsModel::Entry> SoundSettingsModel::entries() const
         list.append({name, name});
     if (!m_sound->customSoundURL().isEmpty())
         list.append({SoundService::customSoundName, SoundService::customSoundName});
-    list.append({pickSentinel, u"Custom file\u2026"_s});
+    list.append({pickSentinel, tr("Custom file\u2026")});
     return list;
 }
 
@@ -52,8 +52,8 @@ SoundSettingsModel::Pick SoundSettingsModel::pick(const QString& value)
 QString SoundSettingsModel::importFile(const QString& path)
 {
     if (!m_sound->importCustomSound(path))
-        return u"\"%1\" could not be copied into ScrivLane's sounds folder."_s.arg(
-            QFileInfo(path).fileName());
+        return tr("\"%1\" could not be copied into ScrivLane's sounds folder.")
+            .arg(QFileInfo(path).fileName());
     m_sound->playCustomSound();
     return {};
 }

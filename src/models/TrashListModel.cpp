@@ -101,7 +101,7 @@ QVariant TrashListModel::data(const QModelIndex& index, int role) const
     if (record.category)
         return categoryData(*record.category, role);
     if (role == Qt::DisplayRole || role == Qt::AccessibleTextRole)
-        return index.row() == snippetsHeadingRow() ? u"Snippets"_s : u"Categories"_s;
+        return index.row() == snippetsHeadingRow() ? tr("Snippets") : tr("Categories");
     return {};
 }
 
@@ -122,7 +122,7 @@ QVariant TrashListModel::snippetData(const SnippetEntity& snippet, int role) con
     case Qt::AccessibleTextRole: {
         QStringList parts{snippet.displayTitle()};
         if (snippet.abbreviation() && !snippet.abbreviation()->isEmpty())
-            parts << u"abbreviation "_s + *snippet.abbreviation();
+            parts << tr("abbreviation %1").arg(*snippet.abbreviation());
         if (category)
             parts << category->displayName();
         parts << TrashTexts::daysRemainingBadge(daysRemaining(snippet.trashedAt())).spoken;
@@ -146,7 +146,7 @@ QVariant TrashListModel::categoryData(const CategoryEntity& category, int role) 
         return daysRemaining(category.trashedAt());
     case Qt::AccessibleTextRole:
         return QStringList{
-            u"Category "_s + category.displayName(),
+            tr("Category %1").arg(category.displayName()),
             LibraryTexts::snippetCount(category.snippets().size()),
             TrashTexts::daysRemainingBadge(daysRemaining(category.trashedAt())).spoken}
             .join(u", "_s);

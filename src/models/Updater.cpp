@@ -90,20 +90,20 @@ void Updater::check(bool userInitiated)
         result.userInitiated = userInitiated;
         switch (r.outcome) {
         case HttpResponse::Outcome::timedOut:
-            result.message = u"The update server did not answer in time."_s;
+            result.message = tr("The update server did not answer in time.");
             return finish(result);
         case HttpResponse::Outcome::transportError:
-            result.message = u"The update server could not be reached: "_s + r.errorText;
+            result.message = tr("The update server could not be reached: %1").arg(r.errorText);
             return finish(result);
         case HttpResponse::Outcome::notHttp:
-            result.message = u"The update server's answer could not be understood."_s;
+            result.message = tr("The update server's answer could not be understood.");
             return finish(result);
         case HttpResponse::Outcome::reply:
             break;
         }
         if (r.status != 200) {
             result.message =
-                u"The update feed could not be fetched (HTTP status %1)."_s.arg(r.status);
+                tr("The update feed could not be fetched (HTTP status %1).").arg(r.status);
             return finish(result);
         }
         const auto parsed = Appcast::parse(r.body);

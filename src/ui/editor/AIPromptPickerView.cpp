@@ -16,7 +16,7 @@ AIPromptPickerView::AIPromptPickerView(AIService* ai, QWidget* parent)
     : QFrame(parent, Qt::Popup), m_ai(ai)
 {
     setObjectName(u"aiPromptPicker"_s);
-    setAccessibleName(u"AI Macro"_s);
+    setAccessibleName(tr("AI Macro"));
     setFrameShape(QFrame::StyledPanel);
     setMinimumWidth(360);
     auto* layout = new QVBoxLayout(this);
@@ -24,7 +24,7 @@ AIPromptPickerView::AIPromptPickerView(AIService* ai, QWidget* parent)
     auto* header = new QHBoxLayout;
     auto* icon = new QLabel(this);
     icon->setPixmap(Icons::named(u"scrivlane-sparkles"_s).pixmap(18, 18));
-    auto* title = new QLabel(u"AI Macro"_s, this);
+    auto* title = new QLabel(tr("AI Macro"), this);
     QFont bold = title->font();
     bold.setBold(true);
     title->setFont(bold);
@@ -35,7 +35,7 @@ AIPromptPickerView::AIPromptPickerView(AIService* ai, QWidget* parent)
     auto* closer = new QToolButton(this);
     closer->setIcon(Icons::named(u"window-close"_s));
     closer->setAutoRaise(true);
-    closer->setAccessibleName(u"Close"_s);
+    closer->setAccessibleName(tr("Close"));
     header->addWidget(icon);
     header->addWidget(title);
     header->addWidget(m_provider);
@@ -44,7 +44,7 @@ AIPromptPickerView::AIPromptPickerView(AIService* ai, QWidget* parent)
     header->addWidget(closer);
     layout->addLayout(header);
 
-    auto* examples = new QLabel(u"Quick-start examples"_s, this);
+    auto* examples = new QLabel(tr("Quick-start examples"), this);
     examples->setFont(bold);
     layout->addWidget(examples);
     for (const AIPromptExample& example : AIPromptExample::all()) {
@@ -64,10 +64,10 @@ AIPromptPickerView::AIPromptPickerView(AIService* ai, QWidget* parent)
     auto* blank = new QHBoxLayout;
     auto* arrow = new QLabel(this);
     arrow->setPixmap(Icons::named(u"go-jump"_s).pixmap(14, 14));
-    auto* blankText = new QLabel(u"Or insert a blank prompt and type your own"_s, this);
+    auto* blankText = new QLabel(tr("Or insert a blank prompt and type your own"), this);
     blankText->setWordWrap(true);
-    auto* insert = new QPushButton(Icons::named(u"scrivlane-sparkles"_s), u"Insert"_s, this);
-    insert->setAccessibleName(u"Insert blank AI prompt"_s);
+    auto* insert = new QPushButton(Icons::named(u"scrivlane-sparkles"_s), tr("Insert"), this);
+    insert->setAccessibleName(tr("Insert blank AI prompt"));
     insert->setDefault(true);
     blank->addWidget(arrow);
     blank->addWidget(blankText, 1);
@@ -103,16 +103,16 @@ void AIPromptPickerView::updateStatus()
     switch (m_ai->connectionStatus().kind) {
     case AIConnectionStatus::Kind::ok:
         color = QColor(0x2e, 0x9e, 0x5b);
-        tip = u"Connected"_s;
+        tip = tr("Connected");
         break;
     case AIConnectionStatus::Kind::error:
         color = QColor(0xd9, 0x45, 0x3b);
-        tip = u"Connection error — check Settings → AI Macros"_s;
+        tip = tr("Connection error — check Settings → AI Macros");
         break;
     default:
         color = palette().color(QPalette::Text);
         color.setAlphaF(0.4f);
-        tip = u"Not yet tested — use Test Connection in Settings → AI Macros"_s;
+        tip = tr("Not yet tested — use Test Connection in Settings → AI Macros");
         break;
     }
     m_dot->setPixmap(Icons::dot(color, 10).pixmap(10, 10));

@@ -8,18 +8,18 @@ LinkPanel::LinkPanel(QWidget* parent) : QFrame(parent, Qt::Popup)
 {
     setObjectName(QStringLiteral("linkPanel"));
     setFrameShape(QFrame::StyledPanel);
-    setAccessibleName(QStringLiteral("Hyperlink"));
+    setAccessibleName(tr("Hyperlink"));
     auto* layout = new QHBoxLayout(this);
     m_field = new QLineEdit(this);
     m_field->setPlaceholderText(QStringLiteral("https://"));
-    m_field->setAccessibleName(QStringLiteral("Link address"));
+    m_field->setAccessibleName(tr("Link address"));
     m_field->setMinimumWidth(320);
     m_field->setClearButtonEnabled(true);
-    auto* apply = new QPushButton(QStringLiteral("Apply"), this);
+    auto* apply = new QPushButton(tr("Apply"), this);
     apply->setDefault(true);
-    apply->setAccessibleDescription(QStringLiteral("Links the selected text to the address"));
-    auto* remove = new QPushButton(QStringLiteral("Remove"), this);
-    remove->setAccessibleDescription(QStringLiteral("Removes the link from the selected text"));
+    apply->setAccessibleDescription(tr("Links the selected text to the address"));
+    auto* remove = new QPushButton(tr("Remove"), this);
+    remove->setAccessibleDescription(tr("Removes the link from the selected text"));
     layout->addWidget(m_field, 1);
     layout->addWidget(apply);
     layout->addWidget(remove);

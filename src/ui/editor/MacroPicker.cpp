@@ -71,7 +71,7 @@ MacroPicker::MacroPicker(const SnippetEditorModel* editor, QWidget* parent)
     : QFrame(parent, Qt::Popup), m_editor(editor)
 {
     setObjectName(QStringLiteral("macroPicker"));
-    setAccessibleName(QStringLiteral("Insert a macro"));
+    setAccessibleName(tr("Insert a macro"));
     setFrameShape(QFrame::StyledPanel);
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
@@ -88,19 +88,19 @@ MacroPicker::MacroPicker(const SnippetEditorModel* editor, QWidget* parent)
         layout->addWidget(row);
         connect(row, &QPushButton::clicked, this, [this, token] { choose(token); });
     };
-    layout->addWidget(headerRow(sectionHeader(u"x-office-calendar"_s, u"Date"_s, content)));
+    layout->addWidget(headerRow(sectionHeader(u"x-office-calendar"_s, tr("Date"), content)));
     for (const auto& preset : MacroProcessor::datePresets()) {
         const QString token = u"{date:"_s + preset.format + u'}';
         add(tokenRow(token, preset.label, content), token);
     }
-    layout->addWidget(headerRow(sectionHeader(u"appointment-soon"_s, u"Time"_s, content)));
+    layout->addWidget(headerRow(sectionHeader(u"appointment-soon"_s, tr("Time"), content)));
     for (const auto& preset : MacroProcessor::timePresets()) {
         const QString token = u"{time:"_s + preset.format + u'}';
         add(tokenRow(token, preset.label, content), token);
     }
-    layout->addWidget(headerRow(sectionHeader(QString(), u"Other"_s, content)));
-    add(tokenRow(u"{clipboard}"_s, u"Clipboard contents"_s, content), u"{clipboard}"_s);
-    add(tokenRow(u"{cursor}"_s, u"Cursor position here"_s, content), u"{cursor}"_s);
+    layout->addWidget(headerRow(sectionHeader(QString(), tr("Other"), content)));
+    add(tokenRow(u"{clipboard}"_s, tr("Clipboard contents"), content), u"{clipboard}"_s);
+    add(tokenRow(u"{cursor}"_s, tr("Cursor position here"), content), u"{cursor}"_s);
     auto* cursorNote = new QWidget(content);
     auto* cursorNoteLayout = new QHBoxLayout(cursorNote);
     cursorNoteLayout->setContentsMargins(8, 0, 8, 0);
@@ -108,19 +108,19 @@ MacroPicker::MacroPicker(const SnippetEditorModel* editor, QWidget* parent)
     info->setPixmap(Icons::named(u"dialog-information"_s).pixmap(12, 12));
     cursorNoteLayout->addWidget(info, 0, Qt::AlignTop);
     cursorNoteLayout->addWidget(
-        note(u"{cursor} moves the insertion point after expansion. Works in most native apps; "
-             "may not work in some web or Electron-based apps."_s,
+        note(tr("{cursor} moves the insertion point after expansion. Works in most native apps; "
+                "may not work in some web or Electron-based apps."),
              cursorNote),
         1);
     layout->addWidget(cursorNote);
 
-    layout->addWidget(headerRow(sectionHeader(u"insert-text"_s, u"Fill-in Field"_s, content)));
+    layout->addWidget(headerRow(sectionHeader(u"insert-text"_s, tr("Fill-in Field"), content)));
     auto* fillRow = new QHBoxLayout;
     m_fillLabel = new QLineEdit(content);
-    m_fillLabel->setPlaceholderText(u"Label"_s);
-    m_fillLabel->setAccessibleName(u"Label"_s);
-    auto* fillInsert = new QPushButton(u"Insert"_s, content);
-    fillInsert->setAccessibleName(u"Insert fill-in field"_s);
+    m_fillLabel->setPlaceholderText(tr("Label"));
+    m_fillLabel->setAccessibleName(tr("Label"));
+    auto* fillInsert = new QPushButton(tr("Insert"), content);
+    fillInsert->setAccessibleName(tr("Insert fill-in field"));
     fillRow->addWidget(m_fillLabel, 1);
     fillRow->addWidget(fillInsert);
     layout->addLayout(fillRow);
@@ -130,18 +130,18 @@ MacroPicker::MacroPicker(const SnippetEditorModel* editor, QWidget* parent)
     connect(fillInsert, &QPushButton::clicked, this, insertFill);
     connect(m_fillLabel, &QLineEdit::returnPressed, this, insertFill);
 
-    layout->addWidget(headerRow(sectionHeader(u"go-jump"_s, u"Nest Snippet"_s, content)));
+    layout->addWidget(headerRow(sectionHeader(u"go-jump"_s, tr("Nest Snippet"), content)));
     auto* nestRow = new QHBoxLayout;
     m_nestAbbreviation = new QLineEdit(content);
-    m_nestAbbreviation->setPlaceholderText(u"Abbreviation"_s);
-    m_nestAbbreviation->setAccessibleName(u"Abbreviation"_s);
-    auto* nestInsert = new QPushButton(u"Insert"_s, content);
-    nestInsert->setAccessibleName(u"Insert nested snippet"_s);
+    m_nestAbbreviation->setPlaceholderText(tr("Abbreviation"));
+    m_nestAbbreviation->setAccessibleName(tr("Abbreviation"));
+    auto* nestInsert = new QPushButton(tr("Insert"), content);
+    nestInsert->setAccessibleName(tr("Insert nested snippet"));
     nestRow->addWidget(m_nestAbbreviation, 1);
     nestRow->addWidget(nestInsert);
     layout->addLayout(nestRow);
     m_suggestions = new QListWidget(content);
-    m_suggestions->setAccessibleName(u"Matching abbreviations"_s);
+    m_suggestions->setAccessibleName(tr("Matching abbreviations"));
     m_suggestions->setMaximumHeight(110);
     m_suggestions->hide();
     layout->addWidget(m_suggestions);
@@ -160,10 +160,10 @@ MacroPicker::MacroPicker(const SnippetEditorModel* editor, QWidget* parent)
     });
 
     layout->addWidget(
-        headerRow(sectionHeader(u"scrivlane-sparkles"_s, u"Generate with AI"_s, content)));
+        headerRow(sectionHeader(u"scrivlane-sparkles"_s, tr("Generate with AI"), content)));
     add(tokenRow(u"{ai: }"_s, QString(), content), u"{ai: }"_s);
-    layout->addWidget(note(u"Type your prompt after the colon. You can use {clipboard}, "
-                           "{fill:…} and other macros inside the prompt."_s,
+    layout->addWidget(note(tr("Type your prompt after the colon. You can use {clipboard}, "
+                              "{fill:…} and other macros inside the prompt."),
                            content));
     layout->addStretch(1);
     resize(400, 520);
@@ -198,7 +198,7 @@ void MacroPicker::updateSuggestions()
         if (suggestion.exact) {
             item->setIcon(Icons::named(u"emblem-ok"_s));
             item->setData(Qt::AccessibleTextRole,
-                          QString(suggestion.abbreviation + u", exact match"_s));
+                          tr("%1, exact match").arg(suggestion.abbreviation));
         }
     }
     m_suggestions->setVisible(m_suggestions->count() > 0);

@@ -69,12 +69,12 @@ SnippetEditorView::SnippetEditorView(Dependencies dependencies, QWidget* parent)
     // Header buttons.
     auto* header = new QHBoxLayout;
     header->addStretch(1);
-    m_save = new QPushButton(u"Save"_s, this);
-    m_save->setAccessibleName(u"Save snippet"_s);
-    m_save->setToolTip(u"Save (Ctrl+S)"_s);
-    auto* remove = new QPushButton(Icons::named(u"user-trash"_s), u"Delete Snippet"_s, this);
-    remove->setAccessibleName(u"Delete snippet"_s);
-    remove->setToolTip(u"Permanently deletes this snippet. Cannot be undone."_s);
+    m_save = new QPushButton(tr("Save"), this);
+    m_save->setAccessibleName(tr("Save snippet"));
+    m_save->setToolTip(tr("Save (Ctrl+S)"));
+    auto* remove = new QPushButton(Icons::named(u"user-trash"_s), tr("Delete Snippet"), this);
+    remove->setAccessibleName(tr("Delete snippet"));
+    remove->setToolTip(tr("Permanently deletes this snippet. Cannot be undone."));
     remove->setAccessibleDescription(remove->toolTip());
     header->addWidget(m_save);
     header->addWidget(remove);
@@ -83,16 +83,16 @@ SnippetEditorView::SnippetEditorView(Dependencies dependencies, QWidget* parent)
     // Fields.
     auto* form = new QFormLayout;
     m_title = new QLineEdit(this);
-    m_title->setPlaceholderText(u"e.g. Monthly Report Email"_s);
-    m_title->setAccessibleName(u"Title"_s);
-    form->addRow(u"Title"_s, m_title);
+    m_title->setPlaceholderText(tr("e.g. Monthly Report Email"));
+    m_title->setAccessibleName(tr("Title"));
+    form->addRow(tr("Title"), m_title);
     m_abbreviation = new QLineEdit(this);
-    m_abbreviation->setPlaceholderText(u"e.g. mre"_s);
+    m_abbreviation->setPlaceholderText(tr("e.g. mre"));
     m_abbreviation->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    m_abbreviation->setAccessibleName(u"Abbreviation"_s);
+    m_abbreviation->setAccessibleName(tr("Abbreviation"));
     m_abbreviation->setAccessibleDescription(
-        u"What you type in any application to expand this snippet"_s);
-    form->addRow(u"Abbreviation"_s, m_abbreviation);
+        tr("What you type in any application to expand this snippet"));
+    form->addRow(tr("Abbreviation"), m_abbreviation);
     m_hint = new QLabel(this);
     m_hint->setTextFormat(Qt::PlainText);
     m_hint->setFont(caption(font()));
@@ -101,12 +101,12 @@ SnippetEditorView::SnippetEditorView(Dependencies dependencies, QWidget* parent)
     m_conflict = new ConflictWarningRow(this);
     form->addRow(QString(), m_conflict);
     m_category = new CategoryPicker(this);
-    form->addRow(u"Category"_s, m_category);
+    form->addRow(tr("Category"), m_category);
     layout->addLayout(form);
 
     // "Content" and the mode.
     auto* contentRow = new QHBoxLayout;
-    auto* contentLabel = new QLabel(u"Content"_s, this);
+    auto* contentLabel = new QLabel(tr("Content"), this);
     QFont bold = contentLabel->font();
     bold.setBold(true);
     contentLabel->setFont(bold);
@@ -114,15 +114,15 @@ SnippetEditorView::SnippetEditorView(Dependencies dependencies, QWidget* parent)
     contentRow->addStretch(1);
     auto* modes = new QButtonGroup(this);
     m_plainMode = new QToolButton(this);
-    m_plainMode->setText(u"Plain Text"_s);
+    m_plainMode->setText(tr("Plain Text"));
     m_plainMode->setIcon(Icons::named(u"format-justify-left"_s));
     m_richMode = new QToolButton(this);
-    m_richMode->setText(u"Rich Text"_s);
+    m_richMode->setText(tr("Rich Text"));
     m_richMode->setIcon(Icons::named(u"format-text-rich"_s));
     for (QToolButton* b : {m_plainMode, m_richMode}) {
         b->setCheckable(true);
         b->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-        b->setAccessibleDescription(u"Mode"_s);
+        b->setAccessibleDescription(tr("Mode"));
         modes->addButton(b);
         contentRow->addWidget(b);
     }
@@ -132,17 +132,17 @@ SnippetEditorView::SnippetEditorView(Dependencies dependencies, QWidget* parent)
     // Toolbar row.
     auto* tools = new QHBoxLayout;
     m_aiButton =
-        barButton(u"scrivlane-sparkles"_s, u"AI Macro"_s,
-                  u"Insert AI macro (Shift- or Alt-click to insert without picker)"_s, this);
-    m_macroButton = barButton(u"scrivlane-wand"_s, u"Insert a macro"_s,
-                              u"Opens a picker to insert date, time, clipboard, cursor, fill-in, "
-                              "and other macros"_s,
+        barButton(u"scrivlane-sparkles"_s, tr("AI Macro"),
+                  tr("Insert AI macro (Shift- or Alt-click to insert without picker)"), this);
+    m_macroButton = barButton(u"scrivlane-wand"_s, tr("Insert a macro"),
+                              tr("Opens a picker to insert date, time, clipboard, cursor, fill-in, "
+                                 "and other macros"),
                               this);
-    m_macroButton->setText(u"Insert a macro"_s);
+    m_macroButton->setText(tr("Insert a macro"));
     m_macroButton->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    m_preview = new QPushButton(u"Preview"_s, this);
+    m_preview = new QPushButton(tr("Preview"), this);
     m_preview->setCheckable(true);
-    m_preview->setAccessibleName(u"Preview"_s);
+    m_preview->setAccessibleName(tr("Preview"));
     tools->addWidget(m_aiButton);
     tools->addWidget(m_macroButton);
     tools->addStretch(1);
@@ -152,20 +152,20 @@ SnippetEditorView::SnippetEditorView(Dependencies dependencies, QWidget* parent)
     // The text.
     m_pages = new QStackedWidget(this);
     m_plain = new QPlainTextEdit(m_pages);
-    m_plain->setAccessibleName(u"Expansion"_s);
-    m_plain->setAccessibleDescription(u"The text the abbreviation expands to"_s);
+    m_plain->setAccessibleName(tr("Expansion"));
+    m_plain->setAccessibleDescription(tr("The text the abbreviation expands to"));
     m_rich = new QTextEdit(m_pages);
-    m_rich->setAccessibleName(u"Expansion"_s);
-    m_rich->setAccessibleDescription(u"The rich text the abbreviation expands to"_s);
+    m_rich->setAccessibleName(tr("Expansion"));
+    m_rich->setAccessibleDescription(tr("The rich text the abbreviation expands to"));
     m_rich->setAcceptRichText(true);
     auto* preview = new QWidget(m_pages);
     auto* previewLayout = new QVBoxLayout(preview);
     previewLayout->setContentsMargins(0, 0, 0, 0);
-    auto* previewHeading = new QLabel(u"Preview — macros resolved with today's values"_s, preview);
+    auto* previewHeading = new QLabel(tr("Preview — macros resolved with today's values"), preview);
     previewHeading->setFont(caption(font()));
     previewHeading->setForegroundRole(QPalette::PlaceholderText);
     m_previewText = new QTextBrowser(preview);
-    m_previewText->setAccessibleName(u"Preview"_s);
+    m_previewText->setAccessibleName(tr("Preview"));
     previewLayout->addWidget(previewHeading);
     previewLayout->addWidget(m_previewText, 1);
     m_pages->addWidget(m_plain);
@@ -217,7 +217,7 @@ SnippetEditorView::SnippetEditorView(Dependencies dependencies, QWidget* parent)
         new QShortcut(QKeySequence::Save, this, nullptr, nullptr, Qt::WidgetWithChildrenShortcut);
     connect(saveKey, &QShortcut::activated, m_model, &SnippetEditorModel::save);
     connect(remove, &QPushButton::clicked, this, [this] {
-        Questions::askDestructive(this, {u"Delete this snippet?"_s, QString(), u"Delete"_s},
+        Questions::askDestructive(this, {tr("Delete this snippet?"), QString(), tr("Delete")},
                                   [this] { Q_EMIT deleteConfirmed(); });
     });
     connect(m_model, &SnippetEditorModel::changed, this, &SnippetEditorView::updateLooks);
@@ -243,28 +243,30 @@ QWidget* SnippetEditorView::buildFormattingBar()
 {
     auto* bar = new QWidget(this);
     bar->setObjectName(u"formattingBar"_s);
-    bar->setAccessibleName(u"Formatting"_s);
+    bar->setAccessibleName(tr("Formatting"));
     auto* row = new QHBoxLayout(bar);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(1);
     using RichTextFormatting::Trait;
     struct TraitButton {
         const char16_t* icon;
-        const char16_t* name;
-        const char16_t* help;
+        const char* name; // translated where the button is made
+        const char* help;
         Trait trait;
         const char* keys;
     };
     const TraitButton traits[] = {
-        {u"format-text-bold", u"Bold", u"Bold (Ctrl+B)", Trait::bold, "Ctrl+B"},
-        {u"format-text-italic", u"Italic", u"Italic (Ctrl+I)", Trait::italic, "Ctrl+I"},
-        {u"format-text-underline", u"Underline", u"Underline (Ctrl+U)", Trait::underline, "Ctrl+U"},
-        {u"format-text-strikethrough", u"Strikethrough", u"Strikethrough (Ctrl+Shift+X)",
-         Trait::strikethrough, "Ctrl+Shift+X"},
+        {u"format-text-bold", QT_TR_NOOP("Bold"), QT_TR_NOOP("Bold (Ctrl+B)"), Trait::bold,
+         "Ctrl+B"},
+        {u"format-text-italic", QT_TR_NOOP("Italic"), QT_TR_NOOP("Italic (Ctrl+I)"), Trait::italic,
+         "Ctrl+I"},
+        {u"format-text-underline", QT_TR_NOOP("Underline"), QT_TR_NOOP("Underline (Ctrl+U)"),
+         Trait::underline, "Ctrl+U"},
+        {u"format-text-strikethrough", QT_TR_NOOP("Strikethrough"),
+         QT_TR_NOOP("Strikethrough (Ctrl+Shift+X)"), Trait::strikethrough, "Ctrl+Shift+X"},
     };
     for (const TraitButton& t : traits) {
-        auto* button = barButton(QString::fromUtf16(t.icon), QString::fromUtf16(t.name),
-                                 QString::fromUtf16(t.help), bar);
+        auto* button = barButton(QString::fromUtf16(t.icon), tr(t.name), tr(t.help), bar);
         const Trait trait = t.trait;
         const auto apply = [this, trait] {
             formatSelection([trait](QTextCursor& c) { RichTextFormatting::toggle(c, trait); });
@@ -277,8 +279,8 @@ QWidget* SnippetEditorView::buildFormattingBar()
     }
     row->addSpacing(8);
     const qreal base = QApplication::font().pointSizeF();
-    auto* bigger = barButton(u"format-font-size-more"_s, u"Bigger"_s, u"Bigger"_s, bar);
-    auto* smaller = barButton(u"format-font-size-less"_s, u"Smaller"_s, u"Smaller"_s, bar);
+    auto* bigger = barButton(u"format-font-size-more"_s, tr("Bigger"), tr("Bigger"), bar);
+    auto* smaller = barButton(u"format-font-size-less"_s, tr("Smaller"), tr("Smaller"), bar);
     connect(bigger, &QToolButton::clicked, this, [this, base] {
         formatSelection([base](QTextCursor& c) {
             RichTextFormatting::changeSize(c, RichTextFormatting::sizeStep, base);
@@ -292,16 +294,15 @@ QWidget* SnippetEditorView::buildFormattingBar()
     row->addWidget(bigger);
     row->addWidget(smaller);
     row->addSpacing(8);
-    const std::pair<const char16_t*, Qt::Alignment> alignments[] = {
-        {u"Align Left", Qt::AlignLeft},
-        {u"Align Centre", Qt::AlignHCenter},
-        {u"Align Right", Qt::AlignRight}};
+    const std::pair<const char*, Qt::Alignment> alignments[] = {
+        {QT_TR_NOOP("Align Left"), Qt::AlignLeft},
+        {QT_TR_NOOP("Align Centre"), Qt::AlignHCenter},
+        {QT_TR_NOOP("Align Right"), Qt::AlignRight}};
     const char16_t* alignIcons[] = {u"format-justify-left", u"format-justify-center",
                                     u"format-justify-right"};
     int i = 0;
     for (const auto& [name, alignment] : alignments) {
-        auto* button = barButton(QString::fromUtf16(alignIcons[i++]), QString::fromUtf16(name),
-                                 QString::fromUtf16(name), bar);
+        auto* button = barButton(QString::fromUtf16(alignIcons[i++]), tr(name), tr(name), bar);
         const Qt::Alignment a = alignment;
         connect(button, &QToolButton::clicked, this, [this, a] {
             formatSelection([a](QTextCursor& c) { RichTextFormatting::align(c, a); });
@@ -309,7 +310,7 @@ QWidget* SnippetEditorView::buildFormattingBar()
         row->addWidget(button);
     }
     row->addSpacing(8);
-    auto* link = barButton(u"insert-link"_s, u"Hyperlink"_s, u"Hyperlink (Ctrl+K)"_s, bar);
+    auto* link = barButton(u"insert-link"_s, tr("Hyperlink"), tr("Hyperlink (Ctrl+K)"), bar);
     connect(link, &QToolButton::clicked, this, &SnippetEditorView::openLinkPanel);
     auto* linkKey =
         new QShortcut(QKeySequence(u"Ctrl+K"_s), m_rich, nullptr, nullptr, Qt::WidgetShortcut);
@@ -381,8 +382,8 @@ void SnippetEditorView::updateLooks()
     if (!dirty)
         color.setAlphaF(0.4f);
     m_save->setStyleSheet(u"QPushButton { color: %1; }"_s.arg(color.name(QColor::HexArgb)));
-    m_save->setAccessibleDescription(dirty ? u"Saves all changes to this snippet"_s
-                                           : u"No unsaved changes"_s);
+    m_save->setAccessibleDescription(dirty ? tr("Saves all changes to this snippet")
+                                           : tr("No unsaved changes"));
 }
 
 void SnippetEditorView::setPreviewing(bool previewing)
@@ -391,9 +392,9 @@ void SnippetEditorView::setPreviewing(bool previewing)
         m_preview->setChecked(previewing); // comes back here through toggled
         return;
     }
-    m_preview->setText(previewing ? u"Back to editor"_s : u"Preview"_s);
-    const QString help = previewing ? u"Returns to the editable snippet content"_s
-                                    : u"Shows a read-only preview with macros resolved"_s;
+    m_preview->setText(previewing ? tr("Back to editor") : tr("Preview"));
+    const QString help = previewing ? tr("Returns to the editable snippet content")
+                                    : tr("Shows a read-only preview with macros resolved");
     m_preview->setToolTip(help);
     m_preview->setAccessibleDescription(help);
     if (previewing)

@@ -36,7 +36,7 @@ BulkEditPanel::BulkEditPanel(ContentViewModel* model, QWidget* parent)
     column->addLayout(headerRow);
 
     auto* moveRow = new QHBoxLayout;
-    auto* label = new QLabel(QStringLiteral("Category"), this);
+    auto* label = new QLabel(tr("Category"), this);
     m_category = new CategoryPicker(this);
     label->setBuddy(m_category);
     m_move = new QPushButton(this);
@@ -75,10 +75,9 @@ void BulkEditPanel::refresh()
 {
     const qsizetype count = m_model->selectedSnippets().size();
     m_header->setText(LibraryTexts::selectionCount(count));
-    m_move->setText(LibraryTexts::snippetAction(QStringLiteral("Move"), count));
-    m_move->setAccessibleDescription(QStringLiteral("Moves the selected snippets to the category"));
-    m_delete->setText(LibraryTexts::snippetAction(QStringLiteral("Delete"), count));
-    m_delete->setAccessibleDescription(
-        QStringLiteral("Moves the selected snippets to Recently Deleted"));
+    m_move->setText(LibraryTexts::snippetAction(tr("Move"), count));
+    m_move->setAccessibleDescription(tr("Moves the selected snippets to the category"));
+    m_delete->setText(LibraryTexts::snippetAction(tr("Delete"), count));
+    m_delete->setAccessibleDescription(tr("Moves the selected snippets to Recently Deleted"));
     m_category->setCategories(m_model->categories(), m_category->selectedCategory());
 }

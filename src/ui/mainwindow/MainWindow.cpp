@@ -106,25 +106,25 @@ MainWindow::~MainWindow() = default;
 
 void MainWindow::buildToolbar()
 {
-    auto* toolbar = addToolBar(QStringLiteral("Library"));
+    auto* toolbar = addToolBar(tr("Library"));
     toolbar->setObjectName(QStringLiteral("libraryToolbar"));
     toolbar->setMovable(false);
     toolbar->setFloatable(false);
     toolbar->toggleViewAction()->setEnabled(false);
     toolbar->setIconSize(QSize(16, 16));
     auto* newSnippet =
-        toolbar->addAction(Icons::named(QStringLiteral("list-add")), QStringLiteral("New Snippet"));
+        toolbar->addAction(Icons::named(QStringLiteral("list-add")), tr("New Snippet"));
     newSnippet->setShortcut(QKeySequence::New);
-    newSnippet->setToolTip(QStringLiteral("New Snippet (Ctrl+N)"));
+    newSnippet->setToolTip(tr("New Snippet (Ctrl+N)"));
     connect(newSnippet, &QAction::triggered, this, &MainWindow::openNewSnippetSheet);
     auto* spacer = new QWidget(toolbar);
     spacer->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     toolbar->addWidget(spacer);
     m_search = new QLineEdit(toolbar);
-    m_search->setPlaceholderText(QStringLiteral("Search snippets"));
-    m_search->setAccessibleName(QStringLiteral("Search snippets"));
+    m_search->setPlaceholderText(tr("Search snippets"));
+    m_search->setAccessibleName(tr("Search snippets"));
     m_search->setAccessibleDescription(
-        QStringLiteral("Shows the snippets whose title, abbreviation or text contain this"));
+        tr("Shows the snippets whose title, abbreviation or text contain this"));
     m_search->setClearButtonEnabled(true);
     m_search->addAction(Icons::named(QStringLiteral("edit-find")), QLineEdit::LeadingPosition);
     m_search->setMaximumWidth(260);
@@ -145,7 +145,7 @@ QWidget* MainWindow::buildSidebar()
     auto* layout = new QVBoxLayout(panel);
     layout->setContentsMargins(0, 6, 0, 6);
     m_sidebar = new QListView(panel);
-    m_sidebar->setAccessibleName(QStringLiteral("Library"));
+    m_sidebar->setAccessibleName(tr("Library"));
     m_sidebar->setFrameShape(QFrame::NoFrame);
     m_sidebar->setModel(m_model->sidebar());
     m_sidebarDelegate = new SidebarDelegate(m_sidebar);
@@ -166,11 +166,10 @@ QWidget* MainWindow::buildSidebar()
         if (!category)
             return;
         QMenu menu(this);
-        menu.addAction(QStringLiteral("Edit Category"), this,
+        menu.addAction(tr("Edit Category"), this,
                        [this, category] { openCategorySheet(category); });
         menu.addSeparator();
-        menu.addAction(Icons::named(QStringLiteral("user-trash")),
-                       QStringLiteral("Delete Category"), this,
+        menu.addAction(Icons::named(QStringLiteral("user-trash")), tr("Delete Category"), this,
                        [this, category] { askDeleteCategory(category); });
         menu.exec(m_sidebar->viewport()->mapToGlobal(at));
     });
@@ -186,15 +185,15 @@ QWidget* MainWindow::buildSidebar()
     line->setFrameShape(QFrame::HLine);
     line->setFrameShadow(QFrame::Sunken);
     layout->addWidget(line);
-    auto* newCategory = new QPushButton(Icons::named(QStringLiteral("list-add")),
-                                        QStringLiteral("New Category"), panel);
+    auto* newCategory =
+        new QPushButton(Icons::named(QStringLiteral("list-add")), tr("New Category"), panel);
     newCategory->setFlat(true);
-    newCategory->setAccessibleDescription(QStringLiteral("Creates a category"));
-    m_settingsButton = new QPushButton(Icons::named(QStringLiteral("preferences-system")),
-                                       QStringLiteral("Settings"), panel);
+    newCategory->setAccessibleDescription(tr("Creates a category"));
+    m_settingsButton =
+        new QPushButton(Icons::named(QStringLiteral("preferences-system")), tr("Settings"), panel);
     m_settingsButton->setFlat(true);
     m_settingsButton->setCheckable(true);
-    m_settingsButton->setAccessibleDescription(QStringLiteral("Shows the settings (Ctrl+,)"));
+    m_settingsButton->setAccessibleDescription(tr("Shows the settings (Ctrl+,)"));
     for (QPushButton* button : {newCategory, m_settingsButton}) {
         button->setStyleSheet(QStringLiteral("text-align: left; padding: 4px 12px;"));
         layout->addWidget(button);
@@ -218,15 +217,15 @@ QWidget* MainWindow::buildMiddle()
     m_listStack = new QStackedWidget(m_middle);
     m_list = new QListView(m_listStack);
     m_list->setObjectName(QStringLiteral("snippetList"));
-    m_list->setAccessibleName(QStringLiteral("Snippets"));
+    m_list->setAccessibleName(tr("Snippets"));
     m_list->setModel(m_model->snippetList());
     m_list->setItemDelegate(new SnippetRowDelegate(m_list));
     m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
     m_list->setUniformItemSizes(true);
     m_list->setFrameShape(QFrame::NoFrame);
     m_listStack->addWidget(m_list);
-    auto* empty = new EmptyState(QStringLiteral("document-new"), QStringLiteral("No Snippets"),
-                                 QString(), QStringLiteral("Create Snippet"), m_listStack);
+    auto* empty = new EmptyState(QStringLiteral("document-new"), tr("No Snippets"), QString(),
+                                 tr("Create Snippet"), m_listStack);
     connect(empty, &EmptyState::buttonClicked, this, &MainWindow::openNewSnippetSheet);
     m_listStack->addWidget(empty);
     auto* syncing = new QWidget(m_listStack);
@@ -237,14 +236,14 @@ QWidget* MainWindow::buildMiddle()
     spinner->setMaximumWidth(160);
     spinner->setTextVisible(false);
     syncingLayout->addWidget(spinner, 0, Qt::AlignHCenter);
-    auto* syncingText = new QLabel(QStringLiteral("Your snippets are on their way."), syncing);
+    auto* syncingText = new QLabel(tr("Your snippets are on their way."), syncing);
     syncingText->setAlignment(Qt::AlignCenter);
     syncingLayout->addWidget(syncingText);
     syncingLayout->addStretch(1);
     m_listStack->addWidget(syncing);
-    m_unavailable = new EmptyState(QStringLiteral("dialog-warning"),
-                                   QStringLiteral("The library cannot be opened"), QString(),
-                                   QString(), m_listStack);
+    m_unavailable =
+        new EmptyState(QStringLiteral("dialog-warning"), tr("The library cannot be opened"),
+                       QString(), QString(), m_listStack);
     m_listStack->addWidget(m_unavailable);
     m_middle->addWidget(m_listStack);
 
@@ -253,14 +252,14 @@ QWidget* MainWindow::buildMiddle()
 
     auto* settings = new QWidget(m_middle);
     auto* settingsLayout = new QVBoxLayout(settings);
-    auto* heading = new QLabel(QStringLiteral("Settings"), settings);
+    auto* heading = new QLabel(tr("Settings"), settings);
     QFont font = heading->font();
     font.setBold(true);
     font.setPointSizeF(font.pointSizeF() * 1.2);
     heading->setFont(font);
     settingsLayout->addWidget(heading);
     m_settingsList = new QListWidget(settings);
-    m_settingsList->setAccessibleName(QStringLiteral("Settings sections"));
+    m_settingsList->setAccessibleName(tr("Settings sections"));
     m_settingsList->setFrameShape(QFrame::NoFrame);
     static const char* const symbols[] = {"preferences-system", "audio-volume-high",
                                           "emblem-synchronizing", "security-high",
@@ -288,9 +287,8 @@ QWidget* MainWindow::buildDetail()
 {
     m_detail = new QStackedWidget(this);
     m_detail->setObjectName(QStringLiteral("detailColumn"));
-    auto* nothing =
-        new EmptyState(QStringLiteral("insert-text"), QStringLiteral("Select a snippet to edit"),
-                       QString(), QStringLiteral("New Snippet"), m_detail);
+    auto* nothing = new EmptyState(QStringLiteral("insert-text"), tr("Select a snippet to edit"),
+                                   QString(), tr("New Snippet"), m_detail);
     connect(nothing, &EmptyState::buttonClicked, this, &MainWindow::openNewSnippetSheet);
     m_detail->addWidget(nothing);
     m_editor =
@@ -310,8 +308,8 @@ QWidget* MainWindow::buildDetail()
     m_settingsContent = new SettingsContentView(services, m_detail);
     m_detail->addWidget(m_settingsContent);
     m_detail->addWidget(new EmptyState(QStringLiteral("preferences-system"),
-                                       QStringLiteral("Select a settings section"), QString(),
-                                       QString(), m_detail));
+                                       tr("Select a settings section"), QString(), QString(),
+                                       m_detail));
     return m_detail;
 }
 
@@ -357,8 +355,8 @@ void MainWindow::syncList()
         m_listStack->setCurrentIndex(syncingPage);
         break;
     case ContentViewModel::EmptyList::unavailable:
-        m_unavailable->setDetail(m_dependencies.store->syncError() +
-                                 QStringLiteral(" ScrivLane tries again every few seconds."));
+        m_unavailable->setDetail(tr("%1 ScrivLane tries again every few seconds.")
+                                     .arg(m_dependencies.store->syncError()));
         m_listStack->setCurrentIndex(unavailablePage);
         break;
     }
@@ -455,6 +453,12 @@ void MainWindow::userActivatedSidebarRow(int row)
 
 void MainWindow::openNewSnippetSheet()
 {
+    // Asked again (the desktop action twice, say): the sheet already open is the one.
+    if (auto* open = findChild<NewSnippetSheet*>(); open && open->isVisible()) {
+        open->raise();
+        open->activateWindow();
+        return;
+    }
     auto* sheet = new NewSnippetSheet(m_dependencies.store, m_model->selectedCategory(), this);
     sheet->setAttribute(Qt::WA_DeleteOnClose);
     connect(sheet, &NewSnippetSheet::created, m_model, &ContentViewModel::revealSnippet);
@@ -497,13 +501,11 @@ void MainWindow::askUnsavedChanges()
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setWindowModality(Qt::WindowModal);
     box->setIcon(QMessageBox::Question);
-    box->setWindowTitle(QStringLiteral("Unsaved Changes"));
-    box->setText(QStringLiteral("Unsaved Changes"));
-    box->setInformativeText(
-        QStringLiteral("You have unsaved changes to this snippet. Save before leaving?"));
-    QPushButton* save = box->addButton(QStringLiteral("Save"), QMessageBox::AcceptRole);
-    QPushButton* discard =
-        box->addButton(QStringLiteral("Discard Changes"), QMessageBox::DestructiveRole);
+    box->setWindowTitle(tr("Unsaved Changes"));
+    box->setText(tr("Unsaved Changes"));
+    box->setInformativeText(tr("You have unsaved changes to this snippet. Save before leaving?"));
+    QPushButton* save = box->addButton(tr("Save"), QMessageBox::AcceptRole);
+    QPushButton* discard = box->addButton(tr("Discard Changes"), QMessageBox::DestructiveRole);
     QPushButton* cancel = box->addButton(QMessageBox::Cancel);
     box->setDefaultButton(save);
     box->setEscapeButton(cancel);

@@ -109,8 +109,8 @@ void SnippetRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& op
         x += iconSize + 3;
         painter->setPen(secondary);
         painter->drawText(QRect(x, y, area.right() - x, line.height()), Qt::AlignVCenter,
-                          QStringLiteral("Rich Text"));
-        x += captionMetrics.horizontalAdvance(QStringLiteral("Rich Text")) + 12;
+                          tr("Rich Text"));
+        x += captionMetrics.horizontalAdvance(tr("Rich Text")) + 12;
     }
     const QString when = index.data(SnippetListModel::RelativeTimeRole).toString();
     painter->setPen(tertiary);

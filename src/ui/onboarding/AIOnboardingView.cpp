@@ -64,8 +64,8 @@ AIOnboardingView::AIOnboardingView(AIService* ai, QWidget* parent)
     : QDialog(parent), m_ai(ai), m_selected(ai->provider())
 {
     setObjectName(u"aiOnboarding"_s);
-    setWindowTitle(u"AI Macros"_s);
-    setAccessibleName(u"AI Macros"_s);
+    setWindowTitle(tr("AI Macros"));
+    setAccessibleName(tr("AI Macros"));
     setWindowModality(Qt::WindowModal);
     setMinimumWidth(480);
     auto* layout = new QVBoxLayout(this);
@@ -81,7 +81,7 @@ AIOnboardingView::AIOnboardingView(AIService* ai, QWidget* parent)
     auto* close = new QToolButton(this);
     close->setIcon(Icons::named(u"window-close"_s));
     close->setAutoRaise(true);
-    close->setAccessibleName(u"Close"_s);
+    close->setAccessibleName(tr("Close"));
     connect(close, &QToolButton::clicked, this, &QDialog::reject);
     top->addWidget(close);
     layout->addLayout(top);
@@ -108,33 +108,33 @@ QWidget* AIOnboardingView::buildIntroduction()
     icon->setPixmap(Icons::named(u"scrivlane-sparkles"_s).pixmap(36, 36));
     icon->setAlignment(Qt::AlignCenter);
     layout->addWidget(icon);
-    auto* title = heading(u"AI Macros"_s, page);
+    auto* title = heading(tr("AI Macros"), page);
     title->setAlignment(Qt::AlignCenter);
     layout->addWidget(title);
-    auto* line = wrapped(u"Generate dynamic text using AI every time a snippet expands."_s, page);
+    auto* line = wrapped(tr("Generate dynamic text using AI every time a snippet expands."), page);
     line->setAlignment(Qt::AlignCenter);
     layout->addWidget(line);
 
     auto* example = new QFrame(page);
     example->setFrameShape(QFrame::StyledPanel);
     auto* box = new QVBoxLayout(example);
-    auto* exampleTitle = heading(u"Example"_s, example, 1.0);
+    auto* exampleTitle = heading(tr("Example"), example, 1.0);
     box->addLayout(iconLine(u"dialog-information"_s, exampleTitle));
     box->addWidget(
-        wrapped(u"Snippet abbreviation:&nbsp;&nbsp;<b>myemail</b>"_s, example, Qt::RichText));
+        wrapped(tr("Snippet abbreviation:&nbsp;&nbsp;<b>myemail</b>"), example, Qt::RichText));
     auto* expansion =
-        wrapped(u"{ai: Write a professional sign-off for an email about {fill:Topic}}"_s, example);
+        wrapped(tr("{ai: Write a professional sign-off for an email about {fill:Topic}}"), example);
     expansion->setTextInteractionFlags(Qt::TextSelectableByMouse);
     box->addWidget(expansion);
-    box->addWidget(wrapped(u"When you type <b>myemail</b>, ScrivLane asks for the topic, sends "
-                           "your prompt to AI, and pastes the generated text instantly."_s,
+    box->addWidget(wrapped(tr("When you type <b>myemail</b>, ScrivLane asks for the topic, sends "
+                              "your prompt to AI, and pastes the generated text instantly."),
                            example, Qt::RichText));
     layout->addWidget(example);
     layout->addStretch(1);
 
     auto* buttons = new QHBoxLayout;
-    auto* skip = new QPushButton(u"Skip for now"_s, page);
-    auto* start = new QPushButton(u"Get Started"_s, page);
+    auto* skip = new QPushButton(tr("Skip for now"), page);
+    auto* start = new QPushButton(tr("Get Started"), page);
     start->setDefault(true);
     buttons->addWidget(skip);
     buttons->addStretch(1);
@@ -149,28 +149,31 @@ QWidget* AIOnboardingView::buildProviders()
 {
     auto* page = new QWidget(this);
     auto* layout = new QVBoxLayout(page);
-    layout->addWidget(heading(u"Choose a Provider"_s, page));
-    layout->addWidget(wrapped(u"Select the AI service you want to use."_s, page));
+    layout->addWidget(heading(tr("Choose a Provider"), page));
+    layout->addWidget(wrapped(tr("Select the AI service you want to use."), page));
     m_cards = new QButtonGroup(this);
     m_cards->setExclusive(true);
     struct Card {
         AIProvider provider;
         const char16_t* icon;
-        const char16_t* subtitle;
+        const char* subtitle; // translated where the card is made
     };
     // Grok is set up in the settings, not here.
     const Card cards[] = {
-        {AIProvider::openAI, u"scrivlane-sparkles", u"GPT-4o mini and other OpenAI models"},
-        {AIProvider::anthropic, u"scrivlane-sparkles", u"Claude models — fast, capable, safe"},
-        {AIProvider::ollama, u"drive-harddisk", u"Run models locally — no API key needed"},
-        {AIProvider::custom, u"folder-remote", u"Any OpenAI-compatible API endpoint"},
+        {AIProvider::openAI, u"scrivlane-sparkles",
+         QT_TR_NOOP("GPT-4o mini and other OpenAI models")},
+        {AIProvider::anthropic, u"scrivlane-sparkles",
+         QT_TR_NOOP("Claude models — fast, capable, safe")},
+        {AIProvider::ollama, u"drive-harddisk",
+         QT_TR_NOOP("Run models locally — no API key needed")},
+        {AIProvider::custom, u"folder-remote", QT_TR_NOOP("Any OpenAI-compatible API endpoint")},
     };
     for (const Card& card : cards) {
         auto* button = new QPushButton(page);
         button->setCheckable(true);
         button->setMinimumHeight(48);
         const QString name = displayName(card.provider);
-        const QString subtitle = QString::fromUtf16(card.subtitle);
+        const QString subtitle = tr(card.subtitle);
         button->setText(name + u"\n"_s + subtitle);
         button->setIcon(Icons::named(QString::fromUtf16(card.icon)));
         button->setStyleSheet(u"text-align: left; padding: 6px 10px;"_s);
@@ -193,8 +196,8 @@ QWidget* AIOnboardingView::buildProviders()
     });
     layout->addStretch(1);
     auto* buttons = new QHBoxLayout;
-    auto* back = new QPushButton(u"Back"_s, page);
-    auto* next = new QPushButton(u"Next"_s, page);
+    auto* back = new QPushButton(tr("Back"), page);
+    auto* next = new QPushButton(tr("Next"), page);
     next->setDefault(true);
     buttons->addWidget(back);
     buttons->addStretch(1);
@@ -216,18 +219,18 @@ QWidget* AIOnboardingView::buildConfiguration()
     auto* layout = new QVBoxLayout(page);
     m_configureTitle = heading(QString(), page);
     layout->addWidget(m_configureTitle);
-    layout->addWidget(wrapped(u"Add your API key and pick a model."_s, page));
+    layout->addWidget(wrapped(tr("Add your API key and pick a model."), page));
 
     m_keyRow = new QWidget(page);
     auto* keyLayout = new QVBoxLayout(m_keyRow);
     keyLayout->setContentsMargins(0, 0, 0, 0);
     m_billing = wrapped(QString(), m_keyRow);
     keyLayout->addLayout(iconLine(u"dialog-information"_s, m_billing));
-    auto* keyLabel = new QLabel(u"API Key"_s, m_keyRow);
+    auto* keyLabel = new QLabel(tr("API Key"), m_keyRow);
     m_key = new QLineEdit(m_keyRow);
     m_key->setEchoMode(QLineEdit::Password);
-    m_key->setPlaceholderText(u"Paste your API key here"_s);
-    m_key->setAccessibleName(u"API Key"_s);
+    m_key->setPlaceholderText(tr("Paste your API key here"));
+    m_key->setAccessibleName(tr("API Key"));
     keyLabel->setBuddy(m_key);
     m_keyLink = new QLabel(m_keyRow);
     m_keyLink->setOpenExternalLinks(true);
@@ -241,22 +244,22 @@ QWidget* AIOnboardingView::buildConfiguration()
         m_ai->refreshModels();
     });
 
-    m_ollamaWarning =
-        wrapped(u"Ollama doesn't appear to be running. Open the Ollama app and try again."_s, page);
+    m_ollamaWarning = wrapped(
+        tr("Ollama doesn't appear to be running. Open the Ollama app and try again."), page);
     layout->addLayout(iconLine(u"dialog-warning"_s, m_ollamaWarning));
 
     auto* modelRow = new QHBoxLayout;
-    auto* modelLabel = new QLabel(u"Model"_s, page);
+    auto* modelLabel = new QLabel(tr("Model"), page);
     m_modelPicker = new QComboBox(page);
-    m_modelPicker->setAccessibleName(u"Model"_s);
+    m_modelPicker->setAccessibleName(tr("Model"));
     m_modelField = new QLineEdit(page);
-    m_modelField->setPlaceholderText(u"Model name"_s);
-    m_modelField->setAccessibleName(u"Model name"_s);
-    m_fetching = new QLabel(u"Fetching models…"_s, page);
+    m_modelField->setPlaceholderText(tr("Model name"));
+    m_modelField->setAccessibleName(tr("Model name"));
+    m_fetching = new QLabel(tr("Fetching models…"), page);
     auto* refresh = new QToolButton(page);
     refresh->setIcon(Icons::named(u"view-refresh"_s));
-    refresh->setToolTip(u"Refresh model list"_s);
-    refresh->setAccessibleName(u"Refresh model list"_s);
+    refresh->setToolTip(tr("Refresh model list"));
+    refresh->setAccessibleName(tr("Refresh model list"));
     modelRow->addWidget(modelLabel);
     modelRow->addWidget(m_modelPicker, 1);
     modelRow->addWidget(m_modelField, 1);
@@ -269,7 +272,7 @@ QWidget* AIOnboardingView::buildConfiguration()
     connect(m_modelField, &QLineEdit::textEdited, m_ai, &AIService::setModel);
 
     auto* testRow = new QHBoxLayout;
-    auto* test = new QPushButton(u"Test Connection"_s, page);
+    auto* test = new QPushButton(tr("Test Connection"), page);
     m_status = new QLabel(page);
     m_status->setWordWrap(true);
     testRow->addWidget(test);
@@ -279,8 +282,8 @@ QWidget* AIOnboardingView::buildConfiguration()
 
     layout->addStretch(1);
     auto* buttons = new QHBoxLayout;
-    auto* back = new QPushButton(u"Back"_s, page);
-    auto* enable = new QPushButton(u"Enable AI Macros"_s, page);
+    auto* back = new QPushButton(tr("Back"), page);
+    auto* enable = new QPushButton(tr("Enable AI Macros"), page);
     enable->setDefault(true);
     buttons->addWidget(back);
     buttons->addStretch(1);
@@ -305,7 +308,7 @@ void AIOnboardingView::goTo(int step)
     quiet.setAlphaF(0.3f);
     for (int i = 0; i < m_dots.size(); ++i) {
         m_dots[i]->setPixmap(Icons::dot(i + 1 <= step ? accent : quiet, 7).pixmap(7, 7));
-        m_dots[i]->setAccessibleName(u"Step %1 of 3"_s.arg(i + 1));
+        m_dots[i]->setAccessibleName(tr("Step %1 of 3").arg(i + 1));
     }
     updateConfiguration();
 }
@@ -313,16 +316,17 @@ void AIOnboardingView::goTo(int step)
 void AIOnboardingView::updateConfiguration()
 {
     const QString name = displayName(m_selected);
-    m_configureTitle->setText(u"Configure "_s + name);
+    m_configureTitle->setText(tr("Configure %1").arg(name));
     const bool ollama = m_selected == AIProvider::ollama;
     m_keyRow->setVisible(!ollama);
-    m_billing->setText(u"API access is billed separately by "_s + name +
-                       u" and is not included with a ChatGPT Plus, Claude Pro, or similar "
-                       "subscription. You'll need to create an API account and add credits — "
-                       "costs are typically fractions of a cent per expansion."_s);
+    m_billing->setText(tr("API access is billed separately by %1 and is not included with a "
+                          "ChatGPT Plus, Claude Pro, or similar subscription. You'll need to "
+                          "create an API account and add credits — costs are typically "
+                          "fractions of a cent per expansion.")
+                           .arg(name));
     const QString page = keyPage(m_selected);
     m_keyLink->setVisible(!page.isEmpty());
-    m_keyLink->setText(u"<a href=\""_s + page + u"\">Get API key</a>"_s);
+    m_keyLink->setText(tr("<a href=\"%1\">Get API key</a>").arg(page));
     const bool ollamaMissing = ollama && m_ai->ollamaDetected() == std::optional(false);
     m_ollamaWarning->setVisible(ollamaMissing);
     const bool fetching = m_ai->isFetchingModels();
@@ -344,10 +348,10 @@ void AIOnboardingView::updateConfiguration()
         m_status->clear();
         break;
     case AIConnectionStatus::Kind::testing:
-        m_status->setText(u"Testing…"_s);
+        m_status->setText(tr("Testing…"));
         break;
     case AIConnectionStatus::Kind::ok:
-        m_status->setText(u"Connected — model replied: \""_s + status.text + u'"');
+        m_status->setText(tr("Connected — model replied: \"%1\"").arg(status.text));
         break;
     case AIConnectionStatus::Kind::error:
         m_status->setText(status.text);

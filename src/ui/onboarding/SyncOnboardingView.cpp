@@ -46,9 +46,9 @@ QPushButton* optionRow(const QString& iconName, const QString& title, const QStr
 SyncOnboardingView::SyncOnboardingView(QWidget* parent) : QDialog(parent)
 {
     setObjectName(QStringLiteral("syncOnboarding"));
-    setWindowTitle(QStringLiteral("First snippet saved!"));
+    setWindowTitle(tr("First snippet saved!"));
     setWindowModality(Qt::WindowModal);
-    setAccessibleName(QStringLiteral("First snippet saved!"));
+    setAccessibleName(tr("First snippet saved!"));
     setFixedWidth(460);
 
     auto* layout = new QVBoxLayout(this);
@@ -57,34 +57,33 @@ SyncOnboardingView::SyncOnboardingView(QWidget* parent) : QDialog(parent)
     icon->setPixmap(Icons::named(QStringLiteral("emblem-ok")).pixmap(36, 36));
     icon->setAlignment(Qt::AlignCenter);
     layout->addWidget(icon);
-    auto* title = new QLabel(QStringLiteral("First snippet saved!"), this);
+    auto* title = new QLabel(tr("First snippet saved!"), this);
     QFont font = title->font();
     font.setBold(true);
     font.setPointSizeF(font.pointSizeF() * 1.25);
     title->setFont(font);
     title->setAlignment(Qt::AlignCenter);
     layout->addWidget(title);
-    auto* line = new QLabel(QStringLiteral("Choose how to keep your snippets safe."), this);
+    auto* line = new QLabel(tr("Choose how to keep your snippets safe."), this);
     line->setAlignment(Qt::AlignCenter);
     layout->addWidget(line);
 
-    QPushButton* sync = optionRow(
-        QStringLiteral("folder-remote"), QStringLiteral("Enable Folder Sync"),
-        QStringLiteral("Automatically backs up and syncs your snippets across all your computers "
-                       "through a synced folder (Syncthing, Nextcloud, Dropbox). The app will "
-                       "relaunch to activate."),
-        this);
-    QPushButton* backup =
-        optionRow(QStringLiteral("drive-harddisk"), QStringLiteral("Set Up Auto-Backup"),
-                  QStringLiteral("Automatically save backup files to a folder "
-                                 "on this computer or an external drive."),
+    QPushButton* sync =
+        optionRow(QStringLiteral("folder-remote"), tr("Enable Folder Sync"),
+                  tr("Automatically backs up and syncs your snippets across all your computers "
+                     "through a synced folder (Syncthing, Nextcloud, Dropbox). The app will "
+                     "relaunch to activate."),
                   this);
+    QPushButton* backup = optionRow(QStringLiteral("drive-harddisk"), tr("Set Up Auto-Backup"),
+                                    tr("Automatically save backup files to a folder "
+                                       "on this computer or an external drive."),
+                                    this);
     layout->addWidget(sync);
     layout->addWidget(backup);
     // A button does not grow with the layout inside it: give each the height its text needs.
     for (QPushButton* row : {sync, backup})
         row->setMinimumHeight(row->layout()->totalHeightForWidth(width() - 2 * 12));
-    auto* later = new QPushButton(QStringLiteral("Maybe Later"), this);
+    auto* later = new QPushButton(tr("Maybe Later"), this);
     later->setFlat(true);
     layout->addWidget(later, 0, Qt::AlignHCenter);
 

@@ -22,7 +22,7 @@ WelcomeCallout::WelcomeCallout(QWidget* parent)
     setObjectName(QStringLiteral("welcomeCallout"));
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_ShowWithoutActivating);
-    setAccessibleName(QStringLiteral("ScrivLane is in your system tray"));
+    setAccessibleName(tr("ScrivLane is in your system tray"));
     setFixedWidth(calloutWidth);
 
     auto* layout = new QVBoxLayout(this);
@@ -31,7 +31,7 @@ WelcomeCallout::WelcomeCallout(QWidget* parent)
     auto* header = new QHBoxLayout;
     auto* icon = new QLabel(this);
     icon->setPixmap(Icons::named(QStringLiteral("insert-text")).pixmap(16, 16));
-    auto* title = new QLabel(QStringLiteral("ScrivLane is in your system tray"), this);
+    auto* title = new QLabel(tr("ScrivLane is in your system tray"), this);
     QFont bold = title->font();
     bold.setBold(true);
     title->setFont(bold);
@@ -40,11 +40,11 @@ WelcomeCallout::WelcomeCallout(QWidget* parent)
     layout->addLayout(header);
     QFont small = font();
     small.setPointSizeF(small.pointSizeF() * 0.88);
-    auto* text = new QLabel(QStringLiteral("Click its icon in the tray to open your snippets and "
-                                           "create your first text expansion."),
+    auto* text = new QLabel(tr("Click its icon in the tray to open your snippets and "
+                               "create your first text expansion."),
                             this);
-    auto* hint = new QLabel(QStringLiteral("Can't see the icon? On GNOME, the <b>AppIndicator</b> "
-                                           "extension shows tray icons."),
+    auto* hint = new QLabel(tr("Can't see the icon? On GNOME, the <b>AppIndicator</b> "
+                               "extension shows tray icons."),
                             this);
     text->setTextFormat(Qt::PlainText);
     hint->setTextFormat(Qt::RichText);
@@ -53,7 +53,7 @@ WelcomeCallout::WelcomeCallout(QWidget* parent)
         label->setFont(small);
         layout->addWidget(label);
     }
-    auto* gotIt = new QPushButton(QStringLiteral("Got it"), this);
+    auto* gotIt = new QPushButton(tr("Got it"), this);
     gotIt->setFocusPolicy(Qt::NoFocus);
     layout->addWidget(gotIt, 0, Qt::AlignRight);
     connect(gotIt, &QPushButton::clicked, this, &WelcomeCallout::dismissed);

@@ -71,7 +71,7 @@ FillInPanel::FillInPanel(const QList<FillInField>& fields)
     setAttribute(Qt::WA_DeleteOnClose);
     setObjectName(QStringLiteral("fillInPanel"));
     // Not drawn (no title bar): it names the window for the window manager and assistive tools.
-    setWindowTitle(QStringLiteral("Complete Snippet"));
+    setWindowTitle(tr("Complete Snippet"));
     setAutoFillBackground(true);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -83,7 +83,7 @@ FillInPanel::FillInPanel(const QList<FillInField>& fields)
     auto* icon = new QLabel(this);
     icon->setObjectName(QStringLiteral("headerIcon"));
     icon->setPixmap(Icons::named(QStringLiteral("insert-text")).pixmap(16, 16));
-    auto* title = new QLabel(QStringLiteral("Complete Snippet"), this);
+    auto* title = new QLabel(tr("Complete Snippet"), this);
     title->setObjectName(QStringLiteral("headerTitle"));
     QFont bold = title->font();
     bold.setBold(true);
@@ -92,7 +92,7 @@ FillInPanel::FillInPanel(const QList<FillInField>& fields)
     close->setObjectName(QStringLiteral("close"));
     close->setIcon(Icons::named(QStringLiteral("window-close")));
     close->setAutoRaise(true);
-    close->setAccessibleName(QStringLiteral("Close"));
+    close->setAccessibleName(tr("Close"));
     close->setFocusPolicy(Qt::NoFocus);
     connect(close, &QToolButton::clicked, this, &FillInPanel::cancel);
     header->addWidget(icon);
@@ -129,10 +129,10 @@ FillInPanel::FillInPanel(const QList<FillInField>& fields)
     auto* buttons = new QHBoxLayout;
     buttons->setContentsMargins(20, 14, 20, 14);
     buttons->addStretch();
-    auto* cancelButton = new QPushButton(QStringLiteral("Cancel"), this);
+    auto* cancelButton = new QPushButton(tr("Cancel"), this);
     cancelButton->setObjectName(QStringLiteral("cancel"));
     cancelButton->setAutoDefault(false);
-    auto* insertButton = new QPushButton(QStringLiteral("Insert"), this);
+    auto* insertButton = new QPushButton(tr("Insert"), this);
     insertButton->setObjectName(QStringLiteral("insert"));
     insertButton->setDefault(true); // drawn as the prominent one
     connect(cancelButton, &QPushButton::clicked, this, &FillInPanel::cancel);

@@ -2,6 +2,7 @@
 
 #include "ui/widgets/Icons.h"
 
+#include <QCoreApplication>
 #include <QFrame>
 #include <QGuiApplication>
 #include <QHBoxLayout>
@@ -14,7 +15,8 @@ namespace {
 
 QString generatingText(int dots)
 {
-    return QStringLiteral("ScrivLane is generating") + QString(dots, u'.');
+    return QCoreApplication::translate("GeneratingPanel", "ScrivLane is generating") +
+           QString(dots, u'.');
 }
 
 // The rounded box with the sparkles and the text, its dots cycling every 0.4 s while shown.
@@ -22,7 +24,9 @@ QWidget* createPanel()
 {
     auto* panel = new QWidget;
     panel->setObjectName(QStringLiteral("generatingPanel"));
-    panel->setWindowTitle(QStringLiteral("ScrivLane is generating")); // for tools, never shown
+    // For tools; never shown.
+    panel->setWindowTitle(
+        QCoreApplication::translate("GeneratingPanel", "ScrivLane is generating"));
     panel->setWindowFlags(Qt::ToolTip | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
                           Qt::WindowDoesNotAcceptFocus | Qt::WindowTransparentForInput);
     panel->setAttribute(Qt::WA_ShowWithoutActivating);

@@ -63,17 +63,17 @@ void setText(QLineEdit* edit, const QString& text)
 } // namespace
 
 AISettingsView::AISettingsView(AIService* ai, QWidget* parent)
-    : SettingsPane(u"AI Macros"_s, parent), m_ai(ai), m_model(new AISettingsModel(ai, this))
+    : SettingsPane(tr("AI Macros"), parent), m_ai(ai), m_model(new AISettingsModel(ai, this))
 {
     setObjectName(u"AISettingsView"_s);
-    m_enabled = new QCheckBox(u"Enable AI Macros"_s, widget());
-    describe(m_enabled, u"Enable AI Macros"_s,
-             u"When enabled, snippets containing {ai: your prompt} will call AI to generate text "
-             u"at expansion time."_s);
+    m_enabled = new QCheckBox(tr("Enable AI Macros"), widget());
+    describe(m_enabled, tr("Enable AI Macros"),
+             tr("When enabled, snippets containing {ai: your prompt} will call AI to generate text "
+                "at expansion time."));
     body()->addWidget(m_enabled);
     auto* enabledCaption =
-        caption(u"When enabled, snippets containing <code>{ai: your prompt}</code> will call AI "
-                u"to generate text at expansion time."_s,
+        caption(tr("When enabled, snippets containing <code>{ai: your prompt}</code> will call AI "
+                   "to generate text at expansion time."),
                 widget());
     enabledCaption->setTextFormat(Qt::RichText);
     body()->addWidget(enabledCaption);
@@ -87,15 +87,15 @@ AISettingsView::AISettingsView(AIService* ai, QWidget* parent)
     buildModel();
     buildConnection();
 
-    QVBoxLayout* prompt = addSection(u"System Prompt (optional)"_s);
+    QVBoxLayout* prompt = addSection(tr("System Prompt (optional)"));
     m_systemPrompt = new QPlainTextEdit(widget());
     m_systemPrompt->setTabChangesFocus(true);
     m_systemPrompt->setFixedHeight(80);
-    describe(m_systemPrompt, u"System Prompt (optional)"_s,
-             u"Added to every AI request. Use this to set a consistent tone or context."_s);
+    describe(m_systemPrompt, tr("System Prompt (optional)"),
+             tr("Added to every AI request. Use this to set a consistent tone or context."));
     prompt->addWidget(m_systemPrompt);
     prompt->addWidget(caption(
-        u"Added to every AI request. Use this to set a consistent tone or context."_s, widget()));
+        tr("Added to every AI request. Use this to set a consistent tone or context."), widget()));
     connect(m_systemPrompt, &QPlainTextEdit::textChanged, this,
             [this] { m_ai->setGlobalSystemPrompt(m_systemPrompt->toPlainText()); });
 
@@ -135,12 +135,12 @@ AISettingsView::AISettingsView(AIService* ai, QWidget* parent)
 
 void AISettingsView::buildProvider()
 {
-    QVBoxLayout* section = addSection(u"Provider"_s);
+    QVBoxLayout* section = addSection(tr("Provider"));
     m_provider = new QComboBox(widget());
     for (AIProvider provider : allProviders())
         m_provider->addItem(displayName(provider), QVariant::fromValue(provider));
-    describe(m_provider, u"Provider"_s, u"The AI service that answers {ai:…} prompts"_s);
-    section->addLayout(labelled(u"Provider"_s, m_provider, widget()));
+    describe(m_provider, tr("Provider"), tr("The AI service that answers {ai:…} prompts"));
+    section->addLayout(labelled(tr("Provider"), m_provider, widget()));
     connect(m_provider, &QComboBox::activated, this, [this](int index) {
         if (!m_model->chooseProvider(m_provider->itemData(index).value<AIProvider>()))
             return; // the question is open; the picker waits for the answer
@@ -154,33 +154,33 @@ void AISettingsView::buildProvider()
     m_billing->setObjectName(u"billingNote"_s);
     m_billing->setForegroundRole(QPalette::PlaceholderText);
     keys->addWidget(billingLine);
-    m_apiKey = field(u"API Key"_s, u"Enter API key"_s, m_keyBlock);
+    m_apiKey = field(tr("API Key"), tr("Enter API key"), m_keyBlock);
     m_apiKey->setObjectName(u"apiKey"_s);
     m_apiKey->setEchoMode(QLineEdit::Password);
     m_apiKey->setAccessibleDescription(
-        u"Your API key for this provider, kept in your desktop's keyring"_s);
-    keys->addLayout(labelled(u"API Key"_s, m_apiKey, m_keyBlock));
+        tr("Your API key for this provider, kept in your desktop's keyring"));
+    keys->addLayout(labelled(tr("API Key"), m_apiKey, m_keyBlock));
     m_keyLink = new QLabel(m_keyBlock);
     m_keyLink->setObjectName(u"apiKeyLink"_s);
     m_keyLink->setTextFormat(Qt::RichText);
     m_keyLink->setTextInteractionFlags(Qt::TextBrowserInteraction);
     m_keyLink->setOpenExternalLinks(true);
     m_keyLink->setFocusPolicy(Qt::StrongFocus);
-    describe(m_keyLink, u"Get API key"_s, u"Opens the provider's API key page in your browser"_s);
+    describe(m_keyLink, tr("Get API key"), tr("Opens the provider's API key page in your browser"));
     keys->addWidget(m_keyLink, 0, Qt::AlignRight);
     section->addWidget(m_keyBlock);
     connect(m_apiKey, &QLineEdit::textEdited, m_model, &AISettingsModel::editApiKey);
 
     QBoxLayout* ports = nullptr;
     m_portBlock = block(widget(), &ports);
-    m_port = field(u"Ollama Port"_s, u"11434"_s, m_portBlock);
+    m_port = field(tr("Ollama Port"), u"11434"_s, m_portBlock);
     m_port->setObjectName(u"ollamaPort"_s);
     m_port->setFixedWidth(80);
-    m_port->setAccessibleDescription(u"The port Ollama listens on. Default: 11434"_s);
-    auto* portLine = labelled(u"Port"_s, m_port, m_portBlock);
-    portLine->addWidget(SettingsForm::caption(u"Default: 11434"_s, m_portBlock), 1);
+    m_port->setAccessibleDescription(tr("The port Ollama listens on. Default: 11434"));
+    auto* portLine = labelled(tr("Port"), m_port, m_portBlock);
+    portLine->addWidget(SettingsForm::caption(tr("Default: 11434"), m_portBlock), 1);
     ports->addLayout(portLine);
-    m_portError = SettingsForm::caption(u"Enter a whole number from 1 to 65535."_s, m_portBlock);
+    m_portError = SettingsForm::caption(tr("Enter a whole number from 1 to 65535."), m_portBlock);
     m_portError->setObjectName(u"portError"_s);
     m_portError->setForegroundRole(QPalette::WindowText);
     QPalette warn = m_portError->palette();
@@ -198,7 +198,7 @@ void AISettingsView::buildProvider()
 
 void AISettingsView::buildModel()
 {
-    QVBoxLayout* section = addSection(u"Model"_s);
+    QVBoxLayout* section = addSection(tr("Model"));
     auto* line = new QHBoxLayout;
     m_fetching = new QWidget(widget());
     auto* fetching = new QHBoxLayout(m_fetching);
@@ -207,32 +207,32 @@ void AISettingsView::buildModel()
     spinner->setRange(0, 0);
     spinner->setTextVisible(false);
     spinner->setFixedSize(60, 8);
-    spinner->setAccessibleName(u"Fetching models"_s);
+    spinner->setAccessibleName(tr("Fetching models"));
     fetching->addWidget(spinner);
-    fetching->addWidget(new QLabel(u"Fetching\u2026"_s, m_fetching), 1);
+    fetching->addWidget(new QLabel(tr("Fetching\u2026"), m_fetching), 1);
     line->addWidget(m_fetching, 1);
 
     m_modelPicker = new QComboBox(widget());
     m_modelPicker->setObjectName(u"modelPicker"_s);
-    describe(m_modelPicker, u"Model"_s, u"The model that answers your prompts"_s);
+    describe(m_modelPicker, tr("Model"), tr("The model that answers your prompts"));
     m_modelPickerRow = new QWidget(widget());
-    m_modelPickerRow->setLayout(labelled(u"Model"_s, m_modelPicker, m_modelPickerRow));
+    m_modelPickerRow->setLayout(labelled(tr("Model"), m_modelPicker, m_modelPickerRow));
     line->addWidget(m_modelPickerRow, 1);
     connect(m_modelPicker, &QComboBox::activated, this,
             [this](int index) { m_ai->setModel(m_modelPicker->itemText(index)); });
 
-    m_modelField = field(u"Model ID"_s, u"Model ID"_s, widget());
+    m_modelField = field(tr("Model ID"), tr("Model ID"), widget());
     m_modelField->setObjectName(u"modelField"_s);
-    m_modelField->setAccessibleDescription(u"The model's name as the provider spells it"_s);
+    m_modelField->setAccessibleDescription(tr("The model's name as the provider spells it"));
     m_modelFieldRow = new QWidget(widget());
-    m_modelFieldRow->setLayout(labelled(u"Model ID"_s, m_modelField, m_modelFieldRow));
+    m_modelFieldRow->setLayout(labelled(tr("Model ID"), m_modelField, m_modelFieldRow));
     line->addWidget(m_modelFieldRow, 1);
     connect(m_modelField, &QLineEdit::textEdited, m_ai, &AIService::setModel);
 
     auto* refresh = new QToolButton(widget());
     refresh->setIcon(QIcon(tinted(u"view-refresh"_s, palette().color(QPalette::ButtonText))));
     refresh->setIconSize(QSize(16, 16));
-    describe(refresh, u"Refresh model list"_s, u"Refresh model list"_s);
+    describe(refresh, tr("Refresh model list"), tr("Refresh model list"));
     line->addWidget(refresh);
     connect(refresh, &QToolButton::clicked, m_ai, &AIService::refreshModels);
     section->addLayout(line);
@@ -240,17 +240,17 @@ void AISettingsView::buildModel()
 
 void AISettingsView::buildConnection()
 {
-    QVBoxLayout* section = addSection(u"Connection"_s);
+    QVBoxLayout* section = addSection(tr("Connection"));
     auto* line = new QHBoxLayout;
-    auto* test = new QPushButton(u"Test Connection"_s, widget());
-    describe(test, u"Test Connection"_s, u"Sends a short test prompt to the provider"_s);
+    auto* test = new QPushButton(tr("Test Connection"), widget());
+    describe(test, tr("Test Connection"), tr("Sends a short test prompt to the provider"));
     line->addWidget(test);
     connect(test, &QPushButton::clicked, m_ai, &AIService::testConnection);
     m_testing = new QProgressBar(widget());
     m_testing->setRange(0, 0);
     m_testing->setTextVisible(false);
     m_testing->setFixedSize(60, 8);
-    m_testing->setAccessibleName(u"Testing"_s);
+    m_testing->setAccessibleName(tr("Testing"));
     line->addWidget(m_testing);
     m_statusIcon = new QLabel(widget());
     m_statusIcon->setFixedSize(16, 16);
@@ -268,13 +268,13 @@ void AISettingsView::buildAdvanced()
     body()->addSpacing(8);
     m_advancedToggle = new QToolButton(widget());
     m_advancedToggle->setObjectName(u"advancedToggle"_s);
-    m_advancedToggle->setText(u"Advanced"_s);
+    m_advancedToggle->setText(tr("Advanced"));
     m_advancedToggle->setCheckable(true);
     m_advancedToggle->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     m_advancedToggle->setArrowType(Qt::RightArrow);
     m_advancedToggle->setAutoRaise(true);
-    describe(m_advancedToggle, u"Advanced"_s,
-             u"Shows the sampling, endpoint and model override settings"_s);
+    describe(m_advancedToggle, tr("Advanced"),
+             tr("Shows the sampling, endpoint and model override settings"));
     body()->addWidget(m_advancedToggle, 0, Qt::AlignLeft);
     connect(m_advancedToggle, &QToolButton::toggled, this, &AISettingsView::setAdvancedShown);
 
@@ -285,9 +285,9 @@ void AISettingsView::buildAdvanced()
     m_temperature = new QSlider(Qt::Horizontal, m_advanced);
     m_temperature->setRange(0, AISettingsModel::temperatureSteps);
     m_temperature->setPageStep(1);
-    describe(m_temperature, u"Temperature"_s,
-             u"Higher values give more varied replies, lower ones more predictable replies"_s);
-    auto* temperatureLine = labelled(u"Temperature"_s, m_temperature, m_advanced);
+    describe(m_temperature, tr("Temperature"),
+             tr("Higher values give more varied replies, lower ones more predictable replies"));
+    auto* temperatureLine = labelled(tr("Temperature"), m_temperature, m_advanced);
     m_temperatureText = new QLabel(m_advanced);
     m_temperatureText->setObjectName(u"temperatureText"_s);
     m_temperatureText->setMinimumWidth(28);
@@ -300,8 +300,8 @@ void AISettingsView::buildAdvanced()
     m_maxTokens = new QSpinBox(m_advanced);
     m_maxTokens->setRange(AISettingsModel::maxTokensMinimum, AISettingsModel::maxTokensMaximum);
     m_maxTokens->setSingleStep(AISettingsModel::maxTokensStep);
-    describe(m_maxTokens, u"Max Tokens"_s, u"The longest reply the model may give, in tokens"_s);
-    auto* tokensLine = labelled(u"Max Tokens"_s, m_maxTokens, m_advanced);
+    describe(m_maxTokens, tr("Max Tokens"), tr("The longest reply the model may give, in tokens"));
+    auto* tokensLine = labelled(tr("Max Tokens"), m_maxTokens, m_advanced);
     tokensLine->addStretch(1);
     layout->addLayout(tokensLine);
     connect(m_maxTokens, &QSpinBox::valueChanged, this,
@@ -309,21 +309,21 @@ void AISettingsView::buildAdvanced()
 
     QBoxLayout* custom = nullptr;
     m_customBlock = block(m_advanced, &custom);
-    m_customBaseURL = field(u"Base URL"_s, u"https://"_s, m_customBlock);
+    m_customBaseURL = field(tr("Base URL"), u"https://"_s, m_customBlock);
     m_customBaseURL->setObjectName(u"customBaseURL"_s);
     m_customBaseURL->setAccessibleDescription(
-        u"The address of your OpenAI-compatible server, ending in /v1"_s);
-    custom->addLayout(labelled(u"Base URL"_s, m_customBaseURL, m_customBlock));
+        tr("The address of your OpenAI-compatible server, ending in /v1"));
+    custom->addLayout(labelled(tr("Base URL"), m_customBaseURL, m_customBlock));
     layout->addWidget(m_customBlock);
     connect(m_customBaseURL, &QLineEdit::textEdited, m_ai, &AIService::setCustomBaseURL);
 
     QBoxLayout* enterprise = nullptr;
     m_enterpriseBlock = block(m_advanced, &enterprise);
-    m_enterpriseURL = field(u"Base URL"_s, u"https://"_s, m_enterpriseBlock);
+    m_enterpriseURL = field(tr("Base URL"), u"https://"_s, m_enterpriseBlock);
     m_enterpriseURL->setObjectName(u"enterpriseURL"_s);
     m_enterpriseURL->setAccessibleDescription(
-        u"Leave Base URL blank to use the standard Anthropic API."_s);
-    enterprise->addLayout(labelled(u"Base URL"_s, m_enterpriseURL, m_enterpriseBlock));
+        tr("Leave Base URL blank to use the standard Anthropic API."));
+    enterprise->addLayout(labelled(tr("Base URL"), m_enterpriseURL, m_enterpriseBlock));
     connect(m_enterpriseURL, &QLineEdit::textEdited, m_ai,
             &AIService::setAnthropicEnterpriseBaseURL);
     QBoxLayout* details = nullptr;
@@ -332,16 +332,16 @@ void AISettingsView::buildAdvanced()
     m_authType->setObjectName(u"authType"_s);
     for (AnthropicEnterpriseAuthType type : allAuthTypes())
         m_authType->addItem(AISettingsModel::authTypeLabel(type), QVariant::fromValue(type));
-    describe(m_authType, u"Authentication"_s, u"How the API key is sent to the endpoint"_s);
-    details->addLayout(labelled(u"Authentication"_s, m_authType, m_enterpriseDetails));
+    describe(m_authType, tr("Authentication"), tr("How the API key is sent to the endpoint"));
+    details->addLayout(labelled(tr("Authentication"), m_authType, m_enterpriseDetails));
     connect(m_authType, &QComboBox::activated, this, [this](int index) {
         m_ai->setAnthropicEnterpriseAuthType(
             m_authType->itemData(index).value<AnthropicEnterpriseAuthType>());
     });
     m_customHeader =
-        field(u"Header name"_s, u"Header name (e.g. X-Auth-Token)"_s, m_enterpriseDetails);
+        field(tr("Header name"), tr("Header name (e.g. X-Auth-Token)"), m_enterpriseDetails);
     m_customHeader->setObjectName(u"customHeader"_s);
-    m_customHeader->setAccessibleDescription(u"The header that carries the API key"_s);
+    m_customHeader->setAccessibleDescription(tr("The header that carries the API key"));
     details->addLayout(labelled(QString(), m_customHeader, m_enterpriseDetails));
     connect(m_customHeader, &QLineEdit::textEdited, m_ai,
             &AIService::setAnthropicEnterpriseCustomHeader);
@@ -350,42 +350,43 @@ void AISettingsView::buildAdvanced()
     for (AnthropicEnterpriseEndpointStyle style : allEndpointStyles())
         m_endpointStyle->addItem(AISettingsModel::endpointStyleLabel(style),
                                  QVariant::fromValue(style));
-    describe(m_endpointStyle, u"Endpoint Style"_s, u"How the request address is built"_s);
-    details->addLayout(labelled(u"Endpoint Style"_s, m_endpointStyle, m_enterpriseDetails));
+    describe(m_endpointStyle, tr("Endpoint Style"), tr("How the request address is built"));
+    details->addLayout(labelled(tr("Endpoint Style"), m_endpointStyle, m_enterpriseDetails));
     connect(m_endpointStyle, &QComboBox::activated, this, [this](int index) {
         m_ai->setAnthropicEnterpriseEndpointStyle(
             m_endpointStyle->itemData(index).value<AnthropicEnterpriseEndpointStyle>());
     });
-    m_customEndpoint = field(u"Custom path"_s, u"/path/to/endpoint  (use {model} as placeholder)"_s,
-                             m_enterpriseDetails);
+    m_customEndpoint =
+        field(tr("Custom path"), tr("/path/to/endpoint  (use {model} as placeholder)"),
+              m_enterpriseDetails);
     m_customEndpoint->setObjectName(u"customEndpoint"_s);
     m_customEndpoint->setAccessibleDescription(
-        u"The request path after the base URL; {model} stands for the model"_s);
+        tr("The request path after the base URL; {model} stands for the model"));
     details->addLayout(labelled(QString(), m_customEndpoint, m_enterpriseDetails));
     connect(m_customEndpoint, &QLineEdit::textEdited, m_ai,
             &AIService::setAnthropicEnterpriseCustomEndpoint);
     enterprise->addWidget(m_enterpriseDetails);
     enterprise->addWidget(SettingsForm::caption(
-        u"The API Key above is used as the credential. Leave Base URL blank to use the standard "
-        u"Anthropic API."_s,
+        tr("The API Key above is used as the credential. Leave Base URL blank to use the standard "
+           "Anthropic API."),
         m_enterpriseBlock));
-    auto* overrideTitle = new QLabel(u"Model Override"_s, m_enterpriseBlock);
+    auto* overrideTitle = new QLabel(tr("Model Override"), m_enterpriseBlock);
     QFont bold = overrideTitle->font();
     bold.setBold(true);
     overrideTitle->setFont(bold);
     enterprise->addWidget(overrideTitle);
     m_modelOverride =
-        field(u"Custom Model ID (optional)"_s, u"e.g. claude-opus-5-0"_s, m_enterpriseBlock);
+        field(tr("Custom Model ID (optional)"), tr("e.g. claude-opus-5-0"), m_enterpriseBlock);
     m_modelOverride->setObjectName(u"modelOverride"_s);
     m_modelOverride->setAccessibleDescription(
-        u"Overrides the model selected in the picker above. Use this for newly released models "
-        u"not yet in the list."_s);
+        tr("Overrides the model selected in the picker above. Use this for newly released models "
+           "not yet in the list."));
     enterprise->addLayout(
-        labelled(u"Custom Model ID (optional)"_s, m_modelOverride, m_enterpriseBlock));
+        labelled(tr("Custom Model ID (optional)"), m_modelOverride, m_enterpriseBlock));
     connect(m_modelOverride, &QLineEdit::textEdited, m_ai, &AIService::setModel);
     enterprise->addWidget(SettingsForm::caption(
-        u"Overrides the model selected in the picker above. Use this for newly released models "
-        u"not yet in the list."_s,
+        tr("Overrides the model selected in the picker above. Use this for newly released models "
+           "not yet in the list."),
         m_enterpriseBlock));
     layout->addWidget(m_enterpriseBlock);
     body()->addWidget(m_advanced);
@@ -422,7 +423,7 @@ void AISettingsView::sync()
     m_billing->setAccessibleName(m_model->billingNote());
     const QUrl keyPage = m_model->apiKeyPage();
     m_keyLink->setVisible(!keyPage.isEmpty());
-    m_keyLink->setText(u"<a href=\"%1\">Get API key</a>"_s.arg(keyPage.toString()));
+    m_keyLink->setText(tr("<a href=\"%1\">Get API key</a>").arg(keyPage.toString()));
     m_portBlock->setVisible(provider == AIProvider::ollama);
     const QString warning = m_model->ollamaWarning();
     m_ollamaWarning->setVisible(!warning.isEmpty());

@@ -5,6 +5,7 @@
 #include "ui/widgets/Icons.h"
 
 #include <QCheckBox>
+#include <QCoreApplication>
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -27,7 +28,8 @@ QStackedWidget* busyStack(QPushButton* button, QWidget* parent)
     busy->setRange(0, 0);
     busy->setTextVisible(false);
     busy->setMaximumHeight(button->sizeHint().height() / 2);
-    busy->setAccessibleName(button->text() + u" (working)"_s);
+    busy->setAccessibleName(
+        QCoreApplication::translate("BackupSyncSettingsView", "%1 (working)").arg(button->text()));
     stack->addWidget(busy);
     stack->setFixedWidth(button->sizeHint().width());
     return stack;
@@ -47,7 +49,7 @@ QWidget* twoLines(QLabel* title, QLabel* caption, QWidget* parent)
 } // namespace
 
 BackupSyncSettingsView::BackupSyncSettingsView(const SettingsServices& services, QWidget* parent)
-    : SettingsPane(u"Backup & Sync"_s, parent),
+    : SettingsPane(tr("Backup & Sync"), parent),
       m_model(new BackupSyncSettingsModel({services.store,
                                            services.settings,
                                            services.scheduler,
@@ -70,13 +72,13 @@ BackupSyncSettingsView::BackupSyncSettingsView(const SettingsServices& services,
 void BackupSyncSettingsView::buildSync()
 {
     QVBoxLayout* section =
-        addSection(u"Folder Sync"_s, u"Snippets sync automatically in the background. Use "
-                                     u"Refresh if changes from another computer aren't "
-                                     u"appearing."_s);
-    m_syncEnabled = new QCheckBox(u"Enable Folder Sync"_s, widget());
-    describe(m_syncEnabled, u"Enable Folder Sync"_s,
-             u"Keep snippets in sync across all your computers through a synced folder "
-             u"(Syncthing, Nextcloud, Dropbox). Takes effect after relaunch."_s);
+        addSection(tr("Folder Sync"), tr("Snippets sync automatically in the background. Use "
+                                         "Refresh if changes from another computer aren't "
+                                         "appearing."));
+    m_syncEnabled = new QCheckBox(tr("Enable Folder Sync"), widget());
+    describe(m_syncEnabled, tr("Enable Folder Sync"),
+             tr("Keep snippets in sync across all your computers through a synced folder "
+                "(Syncthing, Nextcloud, Dropbox). Takes effect after relaunch."));
     section->addWidget(m_syncEnabled);
     // Toggled, not clicked: assistive technologies toggle a switch without clicking it.
     connect(m_syncEnabled, &QCheckBox::toggled, m_model, [this](bool on) {
@@ -98,10 +100,10 @@ void BackupSyncSettingsView::buildSync()
     line->addWidget(m_syncStatus, 1);
     auto* refresh =
         new QPushButton(QIcon(tinted(u"view-refresh"_s, palette().color(QPalette::ButtonText))),
-                        u"Refresh"_s, widget());
-    describe(refresh, u"Refresh"_s,
-             u"Reload snippets from the local store \u2014 picks up any changes the sync folder "
-             u"has already delivered"_s);
+                        tr("Refresh"), widget());
+    describe(refresh, tr("Refresh"),
+             tr("Reload snippets from the local store \u2014 picks up any changes the sync folder "
+                "has already delivered"));
     connect(refresh, &QPushButton::clicked, m_model, &BackupSyncSettingsModel::refresh);
     section->addLayout(row(status, refresh));
 
@@ -110,41 +112,41 @@ void BackupSyncSettingsView::buildSync()
     m_syncFolder->setObjectName(u"syncFolder"_s);
     m_syncFolder->setWordWrap(false);
     m_syncFolder->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    auto* chooseSync = new QPushButton(u"Choose\u2026"_s, widget());
-    describe(chooseSync, u"Choose Sync Folder"_s,
-             u"The folder that Syncthing, Nextcloud or Dropbox keeps in step. Takes effect after "
-             u"relaunch."_s);
+    auto* chooseSync = new QPushButton(tr("Choose\u2026"), widget());
+    describe(chooseSync, tr("Choose Sync Folder"),
+             tr("The folder that Syncthing, Nextcloud or Dropbox keeps in step. Takes effect after "
+                "relaunch."));
     connect(chooseSync, &QPushButton::clicked, this, &BackupSyncSettingsView::chooseSyncFolder);
     section->addLayout(
-        row(twoLines(new QLabel(u"Sync Folder"_s, widget()), m_syncFolder, widget()), chooseSync));
+        row(twoLines(new QLabel(tr("Sync Folder"), widget()), m_syncFolder, widget()), chooseSync));
 }
 
 void BackupSyncSettingsView::buildBackup()
 {
     QVBoxLayout* section = addSection(
-        u"File Backup"_s, u"Backups include all snippets and your app settings. Restoring is "
-                          u"additive \u2014 existing snippets are never overwritten."_s);
+        tr("File Backup"), tr("Backups include all snippets and your app settings. Restoring is "
+                              "additive \u2014 existing snippets are never overwritten."));
 
     m_folder = caption(QString(), widget());
     m_folder->setObjectName(u"backupFolder"_s);
     m_folder->setWordWrap(false);
     m_folder->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    auto* choose = new QPushButton(u"Choose\u2026"_s, widget());
-    describe(choose, u"Choose\u2026"_s, u"Select a folder for automatic ScrivLane backups"_s);
+    auto* choose = new QPushButton(tr("Choose\u2026"), widget());
+    describe(choose, tr("Choose\u2026"), tr("Select a folder for automatic ScrivLane backups"));
     choose->setEnabled(m_model->hasBackup());
     connect(choose, &QPushButton::clicked, this, &BackupSyncSettingsView::chooseFolder);
     section->addLayout(
-        row(twoLines(new QLabel(u"Backup Folder"_s, widget()), m_folder, widget()), choose));
+        row(twoLines(new QLabel(tr("Backup Folder"), widget()), m_folder, widget()), choose));
 
     m_lastBackup = caption(QString(), widget());
     m_lastBackup->setObjectName(u"lastBackup"_s);
-    m_backUpNow = new QPushButton(u"Back Up Now"_s, widget());
-    describe(m_backUpNow, u"Back Up Now"_s,
-             u"Writes a backup file of all snippets and settings into the backup folder"_s);
+    m_backUpNow = new QPushButton(tr("Back Up Now"), widget());
+    describe(m_backUpNow, tr("Back Up Now"),
+             tr("Writes a backup file of all snippets and settings into the backup folder"));
     m_backUpStack = busyStack(m_backUpNow, widget());
     connect(m_backUpNow, &QPushButton::clicked, m_model, &BackupSyncSettingsModel::backUpNow);
-    section->addLayout(row(twoLines(new QLabel(u"Last Backup"_s, widget()), m_lastBackup, widget()),
-                           m_backUpStack));
+    section->addLayout(row(
+        twoLines(new QLabel(tr("Last Backup"), widget()), m_lastBackup, widget()), m_backUpStack));
 
     m_statusRow = new QWidget(widget());
     auto* statusLine = new QHBoxLayout(m_statusRow);
@@ -159,16 +161,16 @@ void BackupSyncSettingsView::buildBackup()
     statusLine->addWidget(m_status, 1);
     section->addWidget(m_statusRow);
 
-    m_restore = new QPushButton(u"Choose File\u2026"_s, widget());
-    describe(m_restore, u"Choose File\u2026"_s,
-             u"Adds snippets and restores settings from a backup file"_s);
+    m_restore = new QPushButton(tr("Choose File\u2026"), widget());
+    describe(m_restore, tr("Choose File\u2026"),
+             tr("Adds snippets and restores settings from a backup file"));
     m_restoreStack = busyStack(m_restore, widget());
     connect(m_restore, &QPushButton::clicked, this, &BackupSyncSettingsView::chooseRestoreFile);
-    section->addLayout(
-        row(twoLines(new QLabel(u"Restore from Backup"_s, widget()),
-                     caption(u"Adds snippets and restores settings from a backup file"_s, widget()),
-                     widget()),
-            m_restoreStack));
+    section->addLayout(row(
+        twoLines(new QLabel(tr("Restore from Backup"), widget()),
+                 caption(tr("Adds snippets and restores settings from a backup file"), widget()),
+                 widget()),
+        m_restoreStack));
 }
 
 void BackupSyncSettingsView::appear()
@@ -240,14 +242,14 @@ void BackupSyncSettingsView::askForFolder(const QString& title, const QString& o
     dialog->setFileMode(QFileDialog::Directory);
     dialog->setOption(QFileDialog::ShowDirsOnly);
     dialog->setOption(QFileDialog::DontUseNativeDialog);
-    dialog->setLabelText(QFileDialog::Accept, u"Choose"_s);
+    dialog->setLabelText(QFileDialog::Accept, tr("Choose"));
     connect(dialog, &QFileDialog::fileSelected, this,
             [this, what, choose = std::move(choose)](const QString& folder) {
                 if (choose(folder))
                     return;
                 auto* box = new QMessageBox(
                     QMessageBox::Warning, what,
-                    u"\"%1\" cannot be used as the %2."_s.arg(folder, what.toLower()),
+                    tr("\"%1\" cannot be used as the %2.").arg(folder, what.toLower()),
                     QMessageBox::Ok, this);
                 box->setAttribute(Qt::WA_DeleteOnClose);
                 box->open();
@@ -257,24 +259,25 @@ void BackupSyncSettingsView::askForFolder(const QString& title, const QString& o
 
 void BackupSyncSettingsView::chooseFolder()
 {
-    askForFolder(u"Select a folder for automatic ScrivLane backups"_s, u"backupFolderDialog"_s,
-                 u"Backup Folder"_s, [this](const QString& f) { return m_model->chooseFolder(f); });
+    askForFolder(tr("Select a folder for automatic ScrivLane backups"), u"backupFolderDialog"_s,
+                 tr("Backup Folder"),
+                 [this](const QString& f) { return m_model->chooseFolder(f); });
 }
 
 void BackupSyncSettingsView::chooseSyncFolder()
 {
-    askForFolder(u"Select the folder your sync tool keeps in step"_s, u"syncFolderDialog"_s,
-                 u"Sync Folder"_s,
+    askForFolder(tr("Select the folder your sync tool keeps in step"), u"syncFolderDialog"_s,
+                 tr("Sync Folder"),
                  [this](const QString& f) { return m_model->chooseSyncFolder(f); });
 }
 
 void BackupSyncSettingsView::chooseRestoreFile()
 {
-    auto* dialog = new QFileDialog(this, u"Restore from Backup"_s);
+    auto* dialog = new QFileDialog(this, tr("Restore from Backup"));
     dialog->setObjectName(u"restoreFileDialog"_s);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setFileMode(QFileDialog::ExistingFile);
-    dialog->setNameFilter(u"JSON documents (*.json)"_s);
+    dialog->setNameFilter(tr("JSON documents (*.json)"));
     dialog->setOption(QFileDialog::DontUseNativeDialog);
     connect(dialog, &QFileDialog::fileSelected, m_model, &BackupSyncSettingsModel::restore);
     dialog->open();

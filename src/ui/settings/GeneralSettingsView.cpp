@@ -42,16 +42,16 @@ QString notesHtml(const QList<ReleaseNote>& notes)
 } // namespace
 
 GeneralSettingsView::GeneralSettingsView(const SettingsServices& services, QWidget* parent)
-    : SettingsPane(u"General"_s, parent),
+    : SettingsPane(tr("General"), parent),
       m_model(new GeneralSettingsModel(
           {services.settings, services.loginItem, services.updates, services.version}, this))
 {
     setObjectName(u"GeneralSettingsView"_s);
 
-    QVBoxLayout* startup = addSection(u"Startup"_s);
-    m_launchAtLogin = new QCheckBox(u"Launch at Login"_s, widget());
-    describe(m_launchAtLogin, u"Launch at Login"_s,
-             u"Automatically start ScrivLane when you log in."_s);
+    QVBoxLayout* startup = addSection(tr("Startup"));
+    m_launchAtLogin = new QCheckBox(tr("Launch at Login"), widget());
+    describe(m_launchAtLogin, tr("Launch at Login"),
+             tr("Automatically start ScrivLane when you log in."));
     m_launchAtLogin->setEnabled(m_model->canChangeLaunchAtLogin());
     startup->addWidget(m_launchAtLogin);
     // Toggled, not clicked: assistive technologies toggle a switch without clicking it.
@@ -61,58 +61,59 @@ GeneralSettingsView::GeneralSettingsView(const SettingsServices& services, QWidg
         const QString error = m_model->setLaunchAtLogin(on);
         if (error.isEmpty())
             return;
-        auto* box = new QMessageBox(QMessageBox::Warning, u"Launch at Login"_s,
-                                    u"ScrivLane could not change its autostart entry: "_s + error,
-                                    QMessageBox::Ok, this);
+        auto* box =
+            new QMessageBox(QMessageBox::Warning, tr("Launch at Login"),
+                            tr("ScrivLane could not change its autostart entry: %1").arg(error),
+                            QMessageBox::Ok, this);
         box->setAttribute(Qt::WA_DeleteOnClose);
         box->open();
     });
 
-    QVBoxLayout* about = addSection(u"About"_s);
+    QVBoxLayout* about = addSection(tr("About"));
     auto* version = new QLabel(m_model->versionText(), widget());
     version->setObjectName(u"versionLabel"_s);
     version->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    m_checkForUpdates = new QPushButton(u"Check for Updates\u2026"_s, widget());
-    describe(m_checkForUpdates, u"Check for Updates\u2026"_s,
-             u"Looks for a newer version of ScrivLane now"_s);
+    m_checkForUpdates = new QPushButton(tr("Check for Updates\u2026"), widget());
+    describe(m_checkForUpdates, tr("Check for Updates\u2026"),
+             tr("Looks for a newer version of ScrivLane now"));
     about->addLayout(row(version, m_checkForUpdates));
     connect(m_checkForUpdates, &QPushButton::clicked, m_model,
             &GeneralSettingsModel::checkForUpdates);
-    m_beta = new QCheckBox(u"Receive beta updates"_s, widget());
-    describe(m_beta, u"Receive beta updates"_s,
-             u"Opt in to early access builds. Beta updates may include unfinished features and "
-             u"bugs."_s);
+    m_beta = new QCheckBox(tr("Receive beta updates"), widget());
+    describe(m_beta, tr("Receive beta updates"),
+             tr("Opt in to early access builds. Beta updates may include unfinished features and "
+                "bugs."));
     about->addWidget(m_beta);
     connect(m_beta, &QCheckBox::toggled, m_model, [this](bool on) {
         if (on != m_model->betaUpdatesEnabled())
             m_model->setBetaUpdatesEnabled(on);
     });
-    m_betaNote = caption(u"You'll receive early access builds that may include unfinished "
-                         u"features. To return to stable, turn this off and wait for the next "
-                         u"stable release \u2014 it will update you automatically."_s,
+    m_betaNote = caption(tr("You'll receive early access builds that may include unfinished "
+                            "features. To return to stable, turn this off and wait for the next "
+                            "stable release \u2014 it will update you automatically."),
                          widget());
     m_betaNote->setObjectName(u"betaNote"_s);
     about->addWidget(m_betaNote);
 
-    QVBoxLayout* news = addSection(u"What's New"_s);
+    QVBoxLayout* news = addSection(tr("What's New"));
     auto* notes = new QLabel(notesHtml(m_model->releaseNotes()), widget());
     notes->setObjectName(u"releaseNotes"_s);
     notes->setTextFormat(Qt::RichText);
     notes->setWordWrap(true);
     notes->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    notes->setAccessibleName(u"What's New"_s);
+    notes->setAccessibleName(tr("What's New"));
     news->addWidget(notes);
 
-    QVBoxLayout* legal = addSection(u"Legal"_s);
-    legal->addWidget(link(u"Privacy Policy"_s, GeneralSettingsModel::privacyPolicyURL,
-                          u"Open the privacy policy in your browser"_s, widget()));
-    legal->addWidget(link(u"Terms of Use"_s, GeneralSettingsModel::termsOfUseURL,
-                          u"Open the terms of use in your browser"_s, widget()));
+    QVBoxLayout* legal = addSection(tr("Legal"));
+    legal->addWidget(link(tr("Privacy Policy"), GeneralSettingsModel::privacyPolicyURL,
+                          tr("Open the privacy policy in your browser"), widget()));
+    legal->addWidget(link(tr("Terms of Use"), GeneralSettingsModel::termsOfUseURL,
+                          tr("Open the terms of use in your browser"), widget()));
 
-    QVBoxLayout* docs = addSection(u"Documentation"_s);
-    docs->addWidget(new QLabel(u"Guides for macros, folder sync, backups, and more."_s, widget()));
-    docs->addWidget(link(u"View Documentation"_s, GeneralSettingsModel::documentationURL,
-                         u"Open the ScrivLane documentation in your browser"_s, widget()));
+    QVBoxLayout* docs = addSection(tr("Documentation"));
+    docs->addWidget(new QLabel(tr("Guides for macros, folder sync, backups, and more."), widget()));
+    docs->addWidget(link(tr("View Documentation"), GeneralSettingsModel::documentationURL,
+                         tr("Open the ScrivLane documentation in your browser"), widget()));
     finish();
 
     connect(m_model, &GeneralSettingsModel::changed, this, &GeneralSettingsView::sync);

@@ -12,12 +12,12 @@
 using namespace Qt::StringLiterals;
 
 PermissionsSettingsView::PermissionsSettingsView(TextExpansionService* expansion, QWidget* parent)
-    : SettingsPane(u"Permissions"_s, parent), m_expansion(expansion)
+    : SettingsPane(tr("Permissions"), parent), m_expansion(expansion)
 {
     setObjectName(u"PermissionsSettingsView"_s);
     QVBoxLayout* section = addSection(
-        QString(), u"Once an X11 display with RECORD and XTEST is reachable, ScrivLane starts "
-                   u"monitoring automatically \u2014 no restart needed."_s);
+        QString(), tr("Once an X11 display with RECORD and XTEST is reachable, ScrivLane starts "
+                      "monitoring automatically \u2014 no restart needed."));
 
     auto* line = new QHBoxLayout;
     line->setSpacing(8);
@@ -26,9 +26,9 @@ PermissionsSettingsView::PermissionsSettingsView(TextExpansionService* expansion
     line->addWidget(m_keyboardIcon, 0, Qt::AlignTop);
     auto* texts = new QVBoxLayout;
     texts->setSpacing(2);
-    texts->addWidget(new QLabel(u"Keyboard Access (X11)"_s, widget()));
+    texts->addWidget(new QLabel(tr("Keyboard Access (X11)"), widget()));
     texts->addWidget(
-        caption(u"Required to monitor keystrokes and expand snippets in any app."_s, widget()));
+        caption(tr("Required to monitor keystrokes and expand snippets in any app."), widget()));
     line->addLayout(texts, 1);
     m_badgeIcon = new QLabel(widget());
     m_badgeIcon->setFixedSize(16, 16);
@@ -41,9 +41,9 @@ PermissionsSettingsView::PermissionsSettingsView(TextExpansionService* expansion
     line->addWidget(m_badge, 0, Qt::AlignVCenter);
     section->addLayout(line);
 
-    auto* help = new QPushButton(u"What ScrivLane Needs"_s, widget());
-    describe(help, u"What ScrivLane Needs"_s,
-             u"Checks again and explains what X11 or XWayland access needs"_s);
+    auto* help = new QPushButton(tr("What ScrivLane Needs"), widget());
+    describe(help, tr("What ScrivLane Needs"),
+             tr("Checks again and explains what X11 or XWayland access needs"));
     section->addLayout(row(new QWidget(widget()), help));
     connect(help, &QPushButton::clicked, this, [this] {
         m_expansion->startEventTap();
@@ -63,9 +63,9 @@ void PermissionsSettingsView::sync()
     m_keyboardIcon->setPixmap(tinted(u"input-keyboard"_s, color));
     m_badgeIcon->setPixmap(
         Icons::named(granted ? u"emblem-ok"_s : u"dialog-warning"_s).pixmap(16, 16));
-    m_badge->setText(granted ? u"Granted"_s : u"Required"_s);
+    m_badge->setText(granted ? tr("Granted") : tr("Required"));
     QPalette palette = m_badge->palette();
     palette.setColor(QPalette::WindowText, color);
     m_badge->setPalette(palette);
-    m_badge->setAccessibleName(u"Keyboard Access (X11): "_s + m_badge->text());
+    m_badge->setAccessibleName(tr("Keyboard Access (X11): %1").arg(m_badge->text()));
 }

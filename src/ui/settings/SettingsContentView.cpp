@@ -11,7 +11,7 @@ SettingsContentView::SettingsContentView(const SettingsServices& services, QWidg
     : QStackedWidget(parent), m_services(services)
 {
     setObjectName(QStringLiteral("SettingsContentView"));
-    setAccessibleName(QStringLiteral("Settings"));
+    setAccessibleName(tr("Settings"));
 }
 
 QWidget* SettingsContentView::pane(SettingsSection section) const
@@ -41,7 +41,7 @@ QWidget* SettingsContentView::build(SettingsSection section)
     const auto unavailable = [this, section] {
         return new EmptyState(
             QStringLiteral("preferences-system"), SettingsSections::title(section),
-            QStringLiteral("These settings are not available in this window."), QString(), this);
+            tr("These settings are not available in this window."), QString(), this);
     };
     switch (section) {
     case SettingsSection::general:

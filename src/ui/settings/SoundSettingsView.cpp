@@ -16,14 +16,15 @@
 using namespace Qt::StringLiterals;
 
 SoundSettingsView::SoundSettingsView(SoundService* sound, QWidget* parent)
-    : SettingsPane(u"Sound"_s, parent), m_sound(sound), m_model(new SoundSettingsModel(sound, this))
+    : SettingsPane(tr("Sound"), parent), m_sound(sound),
+      m_model(new SoundSettingsModel(sound, this))
 {
     setObjectName(u"SoundSettingsView"_s);
 
-    QVBoxLayout* feedback = addSection(u"Feedback"_s);
-    m_enabled = new QCheckBox(u"Play sound on expansion"_s, widget());
-    describe(m_enabled, u"Play sound on expansion"_s,
-             u"Plays the sound below each time a snippet expands"_s);
+    QVBoxLayout* feedback = addSection(tr("Feedback"));
+    m_enabled = new QCheckBox(tr("Play sound on expansion"), widget());
+    describe(m_enabled, tr("Play sound on expansion"),
+             tr("Plays the sound below each time a snippet expands"));
     feedback->addWidget(m_enabled);
     // Toggled, not clicked: assistive technologies toggle a switch without clicking it.
     connect(m_enabled, &QCheckBox::toggled, sound, [sound](bool on) {
@@ -31,21 +32,21 @@ SoundSettingsView::SoundSettingsView(SoundService* sound, QWidget* parent)
             sound->setSoundEnabled(on);
     });
 
-    QVBoxLayout* section = addSection(u"Sound"_s);
-    auto* volumeLabel = new QLabel(u"Volume"_s, widget());
+    QVBoxLayout* section = addSection(tr("Sound"));
+    auto* volumeLabel = new QLabel(tr("Volume"), widget());
     m_volume = new QSlider(Qt::Horizontal, widget());
     m_volume->setRange(0, 100);
     m_volume->setPageStep(10);
     m_volume->setMinimumWidth(200);
-    describe(m_volume, u"Volume"_s, u"How loud the expansion sound plays"_s);
+    describe(m_volume, tr("Volume"), tr("How loud the expansion sound plays"));
     volumeLabel->setBuddy(m_volume);
     section->addLayout(row(volumeLabel, m_volume));
     connect(m_volume, &QSlider::valueChanged, m_model, &SoundSettingsModel::setVolumePercent);
 
-    auto* soundLabel = new QLabel(u"Sound"_s, widget());
+    auto* soundLabel = new QLabel(tr("Sound"), widget());
     m_picker = new QComboBox(widget());
     m_picker->setMinimumWidth(200);
-    describe(m_picker, u"Sound"_s, u"The sound played after each expansion"_s);
+    describe(m_picker, tr("Sound"), tr("The sound played after each expansion"));
     soundLabel->setBuddy(m_picker);
     section->addLayout(row(soundLabel, m_picker));
     connect(m_picker, &QComboBox::activated, this, [this](int index) {
@@ -56,8 +57,8 @@ SoundSettingsView::SoundSettingsView(SoundService* sound, QWidget* parent)
 
     auto* preview = new QPushButton(
         QIcon(tinted(u"media-playback-start"_s, palette().color(QPalette::ButtonText))),
-        u"Preview"_s, widget());
-    describe(preview, u"Preview"_s, u"Plays the selected sound"_s);
+        tr("Preview"), widget());
+    describe(preview, tr("Preview"), tr("Plays the selected sound"));
     section->addLayout(row(new QWidget(widget()), preview));
     connect(preview, &QPushButton::clicked, m_model, &SoundSettingsModel::preview);
     finish();
@@ -82,16 +83,16 @@ void SoundSettingsView::sync()
 
 void SoundSettingsView::chooseFile()
 {
-    auto* dialog = new QFileDialog(this, u"Choose a Sound"_s);
+    auto* dialog = new QFileDialog(this, tr("Choose a Sound"));
     dialog->setObjectName(u"soundFileDialog"_s);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setFileMode(QFileDialog::ExistingFile);
-    dialog->setNameFilter(u"WAV audio (*.wav *.WAV)"_s);
+    dialog->setNameFilter(tr("WAV audio (*.wav *.WAV)"));
     dialog->setOption(QFileDialog::DontUseNativeDialog);
     connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& file) {
         const QString error = m_model->importFile(file);
         if (!error.isEmpty()) {
-            auto* box = new QMessageBox(QMessageBox::Warning, u"Sound not imported"_s, error,
+            auto* box = new QMessageBox(QMessageBox::Warning, tr("Sound not imported"), error,
                                         QMessageBox::Ok, this);
             box->setAttribute(Qt::WA_DeleteOnClose);
             box->open();

@@ -3,6 +3,7 @@
 #include "models/Updater.h"
 #include "ui/widgets/Icons.h"
 
+#include <QCoreApplication>
 #include <QDesktopServices>
 #include <QDialogButtonBox>
 #include <QHBoxLayout>
@@ -21,7 +22,7 @@ QDialog* create(const AppcastItem& item, const QString& currentVersion, QWidget*
     auto* dialog = new QDialog(parent);
     dialog->setObjectName(u"updateDialog"_s);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setWindowTitle(u"Software Update"_s);
+    dialog->setWindowTitle(QCoreApplication::translate("UpdateDialog", "Software Update"));
     dialog->resize(520, 400);
     auto* layout = new QVBoxLayout(dialog);
     auto* top = new QHBoxLayout;
@@ -29,51 +30,64 @@ QDialog* create(const AppcastItem& item, const QString& currentVersion, QWidget*
     icon->setPixmap(Icons::tray(false).pixmap(48, 48));
     top->addWidget(icon, 0, Qt::AlignTop);
     auto* texts = new QVBoxLayout;
-    auto* heading = new QLabel(u"A new version of ScrivLane is available!"_s, dialog);
+    auto* heading = new QLabel(
+        QCoreApplication::translate("UpdateDialog", "A new version of ScrivLane is available!"),
+        dialog);
     QFont bold = heading->font();
     bold.setBold(true);
     bold.setPointSizeF(bold.pointSizeF() * 1.15);
     heading->setFont(bold);
     texts->addWidget(heading);
-    auto* detail = new QLabel(u"ScrivLane %1 is available \u2014 you have %2. Open the download "
-                              u"page to get it."_s.arg(item.shownVersion, currentVersion),
+    auto* detail = new QLabel(QCoreApplication::translate(
+                                  "UpdateDialog",
+                                  "ScrivLane %1 is available \u2014 you have %2. Open the download "
+                                  "page to get it.")
+                                  .arg(item.shownVersion, currentVersion),
                               dialog);
     detail->setWordWrap(true);
     texts->addWidget(detail);
     top->addLayout(texts, 1);
     layout->addLayout(top);
 
-    auto* notesTitle = new QLabel(u"Release Notes:"_s, dialog);
+    auto* notesTitle =
+        new QLabel(QCoreApplication::translate("UpdateDialog", "Release Notes:"), dialog);
     notesTitle->setFont(bold);
     layout->addWidget(notesTitle);
     auto* notes = new QTextBrowser(dialog);
     notes->setObjectName(u"updateNotes"_s);
-    notes->setAccessibleName(u"Release Notes"_s);
+    notes->setAccessibleName(QCoreApplication::translate("UpdateDialog", "Release Notes"));
     notes->setOpenExternalLinks(true);
     if (item.notes.isEmpty())
-        notes->setPlainText(u"No notes came with this version."_s);
+        notes->setPlainText(
+            QCoreApplication::translate("UpdateDialog", "No notes came with this version."));
     else if (Qt::mightBeRichText(item.notes))
         notes->setHtml(item.notes);
     else
         notes->setPlainText(item.notes);
     layout->addWidget(notes, 1);
     if (!item.releaseNotesLink.isEmpty()) {
-        auto* link = new QLabel(u"<a href=\"%1\">Full release notes</a>"_s.arg(
-                                    item.releaseNotesLink.toString().toHtmlEscaped()),
-                                dialog);
+        auto* link = new QLabel(
+            QCoreApplication::translate("UpdateDialog", "<a href=\"%1\">Full release notes</a>")
+                .arg(item.releaseNotesLink.toString().toHtmlEscaped()),
+            dialog);
         link->setOpenExternalLinks(true);
         link->setTextInteractionFlags(Qt::TextBrowserInteraction);
         link->setFocusPolicy(Qt::StrongFocus);
-        link->setAccessibleName(u"Full release notes"_s);
+        link->setAccessibleName(QCoreApplication::translate("UpdateDialog", "Full release notes"));
         layout->addWidget(link);
     }
 
     auto* buttons = new QDialogButtonBox(dialog);
-    QPushButton* later = buttons->addButton(u"Remind Me Later"_s, QDialogButtonBox::RejectRole);
-    later->setAccessibleDescription(u"Closes this; the next daily check tells you again"_s);
+    QPushButton* later =
+        buttons->addButton(QCoreApplication::translate("UpdateDialog", "Remind Me Later"),
+                           QDialogButtonBox::RejectRole);
+    later->setAccessibleDescription(QCoreApplication::translate(
+        "UpdateDialog", "Closes this; the next daily check tells you again"));
     QPushButton* download =
-        buttons->addButton(u"Open Download Page"_s, QDialogButtonBox::AcceptRole);
-    download->setAccessibleDescription(u"Opens the page of this version in your browser"_s);
+        buttons->addButton(QCoreApplication::translate("UpdateDialog", "Open Download Page"),
+                           QDialogButtonBox::AcceptRole);
+    download->setAccessibleDescription(QCoreApplication::translate(
+        "UpdateDialog", "Opens the page of this version in your browser"));
     download->setEnabled(!item.downloadLink.isEmpty());
     download->setDefault(true);
     layout->addWidget(buttons);
@@ -101,14 +115,17 @@ void present(const UpdateCheckResult& result, const QString& currentVersion, QWi
     box->setAttribute(Qt::WA_DeleteOnClose);
     if (result.kind == UpdateCheckResult::Kind::upToDate) {
         box->setIcon(QMessageBox::Information);
-        box->setWindowTitle(u"Software Update"_s);
-        box->setText(u"You're up to date!"_s);
+        box->setWindowTitle(QCoreApplication::translate("UpdateDialog", "Software Update"));
+        box->setText(QCoreApplication::translate("UpdateDialog", "You're up to date!"));
         box->setInformativeText(
-            u"ScrivLane %1 is currently the newest version available."_s.arg(currentVersion));
+            QCoreApplication::translate("UpdateDialog",
+                                        "ScrivLane %1 is currently the newest version available.")
+                .arg(currentVersion));
     } else {
         box->setIcon(QMessageBox::Warning);
-        box->setWindowTitle(u"Update Error"_s);
-        box->setText(u"ScrivLane could not check for updates."_s);
+        box->setWindowTitle(QCoreApplication::translate("UpdateDialog", "Update Error"));
+        box->setText(
+            QCoreApplication::translate("UpdateDialog", "ScrivLane could not check for updates."));
         box->setInformativeText(result.message);
     }
     box->setStandardButtons(QMessageBox::Ok);

@@ -59,9 +59,9 @@ CategoryEditorSheet::CategoryEditorSheet(PersistenceController* store, CategoryE
 
     auto* form = new QFormLayout;
     m_name = new QLineEdit(m_model->name, this);
-    m_name->setPlaceholderText(QStringLiteral("e.g. Work"));
-    m_name->setAccessibleName(QStringLiteral("Name"));
-    form->addRow(QStringLiteral("Name"), m_name);
+    m_name->setPlaceholderText(tr("e.g. Work"));
+    m_name->setAccessibleName(tr("Name"));
+    form->addRow(tr("Name"), m_name);
 
     auto* swatchRow = new QHBoxLayout;
     swatchRow->setSpacing(4);
@@ -80,7 +80,7 @@ CategoryEditorSheet::CategoryEditorSheet(PersistenceController* store, CategoryE
         swatchRow->addWidget(swatch);
     }
     swatchRow->addStretch(1);
-    form->addRow(QStringLiteral("Color"), swatchRow);
+    form->addRow(tr("Color"), swatchRow);
     layout->addLayout(form);
 
     auto* buttons = new QDialogButtonBox(this);
@@ -123,6 +123,6 @@ void CategoryEditorSheet::update()
         swatch->setChecked(selected);
         swatch->setIcon(swatchIcon(*CategoryPalette::colorFromHex(hex), selected));
         // The chosen colour is announced as such.
-        swatch->setAccessibleDescription(selected ? QStringLiteral("Selected") : QString());
+        swatch->setAccessibleDescription(selected ? tr("Selected") : QString());
     }
 }

@@ -21,13 +21,13 @@ NewSnippetSheet::NewSnippetSheet(PersistenceController* store, CategoryEntity* p
     : QDialog(parent), m_store(store), m_model(new NewSnippetModel(store, preselected, {}, this))
 {
     setObjectName(QStringLiteral("newSnippetSheet"));
-    setWindowTitle(QStringLiteral("New Snippet"));
+    setWindowTitle(tr("New Snippet"));
     setWindowModality(Qt::WindowModal);
-    setAccessibleName(QStringLiteral("New Snippet"));
+    setAccessibleName(tr("New Snippet"));
     setMinimumWidth(520);
 
     auto* layout = new QVBoxLayout(this);
-    auto* heading = new QLabel(QStringLiteral("New Snippet"), this);
+    auto* heading = new QLabel(tr("New Snippet"), this);
     QFont font = heading->font();
     font.setBold(true);
     font.setPointSizeF(font.pointSizeF() * 1.15);
@@ -36,34 +36,34 @@ NewSnippetSheet::NewSnippetSheet(PersistenceController* store, CategoryEntity* p
 
     auto* form = new QFormLayout;
     m_title = new QLineEdit(this);
-    m_title->setPlaceholderText(QStringLiteral("e.g. Monthly Report Email"));
-    m_title->setAccessibleName(QStringLiteral("Title"));
-    form->addRow(QStringLiteral("Title"), m_title);
+    m_title->setPlaceholderText(tr("e.g. Monthly Report Email"));
+    m_title->setAccessibleName(tr("Title"));
+    form->addRow(tr("Title"), m_title);
 
     m_abbreviation = new QLineEdit(this);
-    m_abbreviation->setPlaceholderText(QStringLiteral("e.g. mre"));
+    m_abbreviation->setPlaceholderText(tr("e.g. mre"));
     m_abbreviation->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    m_abbreviation->setAccessibleName(QStringLiteral("Abbreviation"));
+    m_abbreviation->setAccessibleName(tr("Abbreviation"));
     m_abbreviation->setAccessibleDescription(
-        QStringLiteral("What you type in any application to expand this snippet"));
-    form->addRow(QStringLiteral("Abbreviation"), m_abbreviation);
+        tr("What you type in any application to expand this snippet"));
+    form->addRow(tr("Abbreviation"), m_abbreviation);
     m_conflict = new ConflictWarningRow(this);
     form->addRow(QString(), m_conflict);
 
     auto* categoryRow = new QHBoxLayout;
     m_category = new CategoryPicker(this);
-    auto* newCategory = new QPushButton(Icons::named(QStringLiteral("list-add")),
-                                        QStringLiteral("New Category"), this);
+    auto* newCategory =
+        new QPushButton(Icons::named(QStringLiteral("list-add")), tr("New Category"), this);
     newCategory->setAutoDefault(false);
-    newCategory->setAccessibleDescription(QStringLiteral("Creates a category for this snippet"));
+    newCategory->setAccessibleDescription(tr("Creates a category for this snippet"));
     categoryRow->addWidget(m_category, 1);
     categoryRow->addWidget(newCategory);
-    form->addRow(QStringLiteral("Category"), categoryRow);
+    form->addRow(tr("Category"), categoryRow);
     layout->addLayout(form);
 
     auto* buttons = new QDialogButtonBox(this);
     buttons->addButton(QDialogButtonBox::Cancel);
-    m_create = buttons->addButton(QStringLiteral("Create"), QDialogButtonBox::AcceptRole);
+    m_create = buttons->addButton(tr("Create"), QDialogButtonBox::AcceptRole);
     m_create->setDefault(true);
     layout->addWidget(buttons);
 

@@ -14,9 +14,9 @@ DaysRemainingBadge::DaysRemainingBadge(QWidget* parent)
     : QWidget(parent), m_badge(TrashTexts::daysRemainingBadge(30))
 {
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-    setAccessibleName(QStringLiteral("Days remaining"));
+    setAccessibleName(tr("Days remaining"));
     setAccessibleDescription(
-        QStringLiteral("Days left before the item is removed from Recently Deleted for good"));
+        tr("Days left before the item is removed from Recently Deleted for good"));
 }
 
 void DaysRemainingBadge::setDaysRemaining(int days)

@@ -36,14 +36,14 @@ TrashBulkActionPanel::TrashBulkActionPanel(TrashViewModel* model, QWidget* paren
     layout->addWidget(m_header);
     layout->addSpacing(4);
 
-    auto* restore = new QPushButton(Icons::named(QStringLiteral("edit-undo")),
-                                    QStringLiteral("Restore All"), this);
+    auto* restore =
+        new QPushButton(Icons::named(QStringLiteral("edit-undo")), tr("Restore All"), this);
     restore->setAccessibleDescription(
-        QStringLiteral("Puts the selected snippets and categories back in the library"));
+        tr("Puts the selected snippets and categories back in the library"));
     auto* remove = new QPushButton(Icons::named(QStringLiteral("user-trash")),
-                                   QStringLiteral("Delete All Permanently"), this);
+                                   tr("Delete All Permanently"), this);
     remove->setAccessibleDescription(
-        QStringLiteral("Removes the selected snippets and categories for good, after asking"));
+        tr("Removes the selected snippets and categories for good, after asking"));
     TrashStyle::markDestructive(remove);
     for (QPushButton* button : {restore, remove}) {
         button->setFixedWidth(std::max(buttonWidth, button->sizeHint().width()));

@@ -23,9 +23,9 @@ TrashCategoryDetailView::TrashCategoryDetailView(TrashViewModel* model, QWidget*
     body()->addWidget(m_contents);
     m_snippets = new QTreeWidget(this);
     m_snippets->setObjectName(QStringLiteral("trashCategorySnippets"));
-    m_snippets->setAccessibleName(QStringLiteral("Snippets in this category"));
-    m_snippets->setAccessibleDescription(QStringLiteral("They are restored with the category"));
-    m_snippets->setHeaderLabels({QStringLiteral("Snippet"), QStringLiteral("Abbreviation")});
+    m_snippets->setAccessibleName(tr("Snippets in this category"));
+    m_snippets->setAccessibleDescription(tr("They are restored with the category"));
+    m_snippets->setHeaderLabels({tr("Snippet"), tr("Abbreviation")});
     m_snippets->setRootIsDecorated(false);
     m_snippets->setSelectionMode(QAbstractItemView::NoSelection);
     m_snippets->setUniformRowHeights(true);

@@ -12,9 +12,8 @@ TrashDetailView::TrashDetailView(TrashViewModel* model, QWidget* parent)
     : QStackedWidget(parent), m_model(model)
 {
     setObjectName(QStringLiteral("trashDetail"));
-    m_nothing = new EmptyState(
-        QStringLiteral("user-trash"), QStringLiteral("Select an item to preview"),
-        QStringLiteral("Items are permanently deleted after 30 days."), QString(), this);
+    m_nothing = new EmptyState(QStringLiteral("user-trash"), tr("Select an item to preview"),
+                               tr("Items are permanently deleted after 30 days."), QString(), this);
     m_snippet = new TrashSnippetDetailView(model, this);
     m_category = new TrashCategoryDetailView(model, this);
     m_bulk = new TrashBulkActionPanel(model, this);

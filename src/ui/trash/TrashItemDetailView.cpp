@@ -54,12 +54,11 @@ TrashItemDetailView::TrashItemDetailView(TrashViewModel* model, QWidget* parent)
 
     auto* buttons = new QHBoxLayout;
     buttons->addStretch(1);
-    auto* restore =
-        new QPushButton(Icons::named(QStringLiteral("edit-undo")), QStringLiteral("Restore"), this);
-    restore->setAccessibleDescription(QStringLiteral("Puts it back in the library"));
-    auto* remove = new QPushButton(Icons::named(QStringLiteral("user-trash")),
-                                   QStringLiteral("Delete Permanently"), this);
-    remove->setAccessibleDescription(QStringLiteral("Removes it for good; this cannot be undone"));
+    auto* restore = new QPushButton(Icons::named(QStringLiteral("edit-undo")), tr("Restore"), this);
+    restore->setAccessibleDescription(tr("Puts it back in the library"));
+    auto* remove =
+        new QPushButton(Icons::named(QStringLiteral("user-trash")), tr("Delete Permanently"), this);
+    remove->setAccessibleDescription(tr("Removes it for good; this cannot be undone"));
     TrashStyle::markDestructive(remove);
     buttons->addWidget(restore);
     buttons->addWidget(remove);

@@ -24,11 +24,10 @@ TrashListView::TrashListView(TrashViewModel* model, QWidget* parent)
     // The empty state's text keeps to a narrow column, centred.
     auto* emptyPage = new QWidget(this);
     auto* emptyLayout = new QHBoxLayout(emptyPage);
-    m_empty =
-        new EmptyState(QStringLiteral("user-trash"), QStringLiteral("Recently Deleted is Empty"),
-                       QStringLiteral("Deleted snippets and categories are kept here for "
-                                      "30 days."),
-                       QString(), emptyPage);
+    m_empty = new EmptyState(QStringLiteral("user-trash"), tr("Recently Deleted is Empty"),
+                             tr("Deleted snippets and categories are kept here for "
+                                "30 days."),
+                             QString(), emptyPage);
     m_empty->setObjectName(QStringLiteral("trashEmpty"));
     m_empty->setMaximumWidth(280);
     emptyLayout->addWidget(m_empty);
@@ -36,10 +35,10 @@ TrashListView::TrashListView(TrashViewModel* model, QWidget* parent)
 
     m_list = new QListView(this);
     m_list->setObjectName(QStringLiteral("trashList"));
-    m_list->setAccessibleName(QStringLiteral("Recently Deleted"));
+    m_list->setAccessibleName(tr("Recently Deleted"));
     m_list->setAccessibleDescription(
-        QStringLiteral("Deleted categories and snippets; Delete removes the selected ones for "
-                       "good, the menu key restores them"));
+        tr("Deleted categories and snippets; Delete removes the selected ones for "
+           "good, the menu key restores them"));
     m_list->setModel(model->list());
     m_list->setItemDelegate(new TrashRowDelegate(m_list));
     m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
@@ -133,11 +132,11 @@ void TrashListView::showMenu(const QPoint& at, bool onRow)
     if (m_model->selection().isEmpty())
         return;
     QMenu menu(this);
-    menu.addAction(Icons::named(QStringLiteral("edit-undo")), QStringLiteral("Restore"), m_model,
+    menu.addAction(Icons::named(QStringLiteral("edit-undo")), tr("Restore"), m_model,
                    &TrashViewModel::restoreSelection);
     menu.addSeparator();
-    menu.addAction(Icons::named(QStringLiteral("user-trash")), QStringLiteral("Delete Permanently"),
-                   this, &TrashListView::askDeleteSelection);
+    menu.addAction(Icons::named(QStringLiteral("user-trash")), tr("Delete Permanently"), this,
+                   &TrashListView::askDeleteSelection);
     menu.exec(m_list->viewport()->mapToGlobal(at));
 }
 

@@ -32,8 +32,8 @@ TrashSnippetDetailView::TrashSnippetDetailView(TrashViewModel* model, QWidget* p
     m_category->setTextFormat(Qt::PlainText);
     categoryRow->addWidget(m_categoryDot);
     categoryRow->addWidget(m_category, 1);
-    form->addRow(QStringLiteral("Abbreviation"), m_abbreviation);
-    form->addRow(QStringLiteral("Category"), categoryRow);
+    form->addRow(tr("Abbreviation"), m_abbreviation);
+    form->addRow(tr("Category"), categoryRow);
     body()->addLayout(form);
 
     // The text on the field colour, framed like the editor will show it.
@@ -48,10 +48,10 @@ TrashSnippetDetailView::TrashSnippetDetailView(TrashViewModel* model, QWidget* p
     m_plain = new QPlainTextEdit(m_content);
     m_plain->setReadOnly(true);
     m_plain->setFrameShape(QFrame::NoFrame);
-    m_plain->setAccessibleName(QStringLiteral("Expansion"));
-    m_plain->setAccessibleDescription(QStringLiteral("The text the abbreviation expands to"));
+    m_plain->setAccessibleName(tr("Expansion"));
+    m_plain->setAccessibleDescription(tr("The text the abbreviation expands to"));
     m_rich = new RichTextPreview(m_content);
-    m_rich->setAccessibleName(QStringLiteral("Expansion"));
+    m_rich->setAccessibleName(tr("Expansion"));
     m_content->addWidget(m_plain);
     m_content->addWidget(m_rich);
     body()->addWidget(box, 1);
@@ -65,7 +65,7 @@ void TrashSnippetDetailView::showSnippet(SnippetEntity* snippet)
                snippet->trashedAt());
     const QString abbreviation = snippet->abbreviation().value_or(QString());
     m_abbreviation->setText(abbreviation);
-    m_abbreviation->setAccessibleName(QStringLiteral("Abbreviation ") + abbreviation);
+    m_abbreviation->setAccessibleName(tr("Abbreviation %1").arg(abbreviation));
 
     const CategoryEntity* category = snippet->category();
     m_categoryDot->setVisible(category);
@@ -73,7 +73,7 @@ void TrashSnippetDetailView::showSnippet(SnippetEntity* snippet)
         const auto color = CategoryPalette::colorFromHex(category->colorHex().value_or(QString()));
         m_categoryDot->setPixmap(Icons::dot(color.value_or(QColor()), 12).pixmap(12, 12));
     }
-    m_category->setText(category ? category->displayName() : QStringLiteral("None"));
+    m_category->setText(category ? category->displayName() : tr("None"));
 
     const std::unique_ptr<QTextDocument> rich =
         snippet->isRichText() ? snippet->attributedText() : nullptr;

@@ -1,5 +1,6 @@
 #include "ui/widgets/AccessHelp.h"
 
+#include <QCoreApplication>
 #include <QMessageBox>
 
 namespace AccessHelp {
@@ -9,9 +10,10 @@ void show(QWidget* parent)
     auto* box = new QMessageBox(parent);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setIcon(QMessageBox::Information);
-    box->setWindowTitle(QStringLiteral("What ScrivLane Needs"));
-    box->setText(QStringLiteral("What ScrivLane Needs"));
-    box->setInformativeText(QStringLiteral(
+    box->setWindowTitle(QCoreApplication::translate("AccessHelp", "What ScrivLane Needs"));
+    box->setText(QCoreApplication::translate("AccessHelp", "What ScrivLane Needs"));
+    box->setInformativeText(QCoreApplication::translate(
+        "AccessHelp",
         "ScrivLane reads the keys you type and sends its own through X11: it needs an X11 "
         "session, or XWayland on a Wayland desktop, whose server offers the RECORD and XTEST "
         "extensions (every Xorg server and XWayland does).\n\n"

@@ -9,14 +9,14 @@ Q_DECLARE_METATYPE(CategoryEntity*)
 
 CategoryPicker::CategoryPicker(QWidget* parent) : QComboBox(parent)
 {
-    setAccessibleName(QStringLiteral("Category"));
+    setAccessibleName(tr("Category"));
 }
 
 void CategoryPicker::setCategories(const QList<CategoryEntity*>& categories,
                                    CategoryEntity* selected)
 {
     clear();
-    addItem(QStringLiteral("None"), QVariant::fromValue<CategoryEntity*>(nullptr));
+    addItem(tr("None"), QVariant::fromValue<CategoryEntity*>(nullptr));
     for (CategoryEntity* category : categories) {
         const auto color = CategoryPalette::colorFromHex(category->colorHex().value_or(QString()));
         addItem(Icons::dot(color.value_or(QColor())), category->displayName(),

@@ -18,13 +18,13 @@ ConflictWarningRow::ConflictWarningRow(QWidget* parent) : QFrame(parent)
     QFont caption = m_text->font();
     caption.setPointSizeF(caption.pointSizeF() * 0.9);
     m_text->setFont(caption);
-    m_link = new QPushButton(QStringLiteral("Go to snippet →"), this);
+    m_link = new QPushButton(tr("Go to snippet →"), this);
     m_link->setFlat(true);
     m_link->setCursor(Qt::PointingHandCursor);
     QFont bold = caption;
     bold.setBold(true);
     m_link->setFont(bold);
-    m_link->setAccessibleDescription(QStringLiteral("Opens the snippet this one conflicts with"));
+    m_link->setAccessibleDescription(tr("Opens the snippet this one conflicts with"));
     layout->addWidget(m_icon);
     layout->addWidget(m_text, 1);
     layout->addWidget(m_link);

@@ -13,8 +13,8 @@ RichTextPreview::RichTextPreview(QWidget* parent) : QTextEdit(parent)
     setFrameShape(QFrame::NoFrame);
     setAutoFillBackground(false);
     viewport()->setAutoFillBackground(false);
-    setAccessibleName(QStringLiteral("Preview"));
-    setAccessibleDescription(QStringLiteral("The text as it will be pasted"));
+    setAccessibleName(tr("Preview"));
+    setAccessibleDescription(tr("The text as it will be pasted"));
 }
 
 void RichTextPreview::setAttributedText(const QTextDocument& text)
