@@ -20,8 +20,8 @@ struct Application::Parts {
     std::unique_ptr<Shell> shell;
 };
 
-Application::Application(AppServices& services, bool showWindow)
-    : m_services(services), m_showWindow(showWindow), m_parts(std::make_unique<Parts>())
+Application::Application(AppServices& services, std::optional<SingleInstance::Request> request)
+    : m_services(services), m_request(request), m_parts(std::make_unique<Parts>())
 {}
 
 // The shell shows what the engine does: it goes first.
@@ -55,7 +55,7 @@ int Application::run()
     }
     p.instance = std::make_unique<SingleInstance>(
         runtime, SingleInstance::keyFor(qEnvironmentVariable("DISPLAY"), AppPaths::dataDir()));
-    switch (p.instance->start()) {
+    switch (p.instance->start(m_request.value_or(SingleInstance::Request::show))) {
     case SingleInstance::Role::secondary:
         qCInfo(lcApp) << "ScrivLane is already running";
         return 0;
@@ -65,11 +65,8 @@ int Application::run()
     case SingleInstance::Role::primary:
         break;
     }
-    connect(p.instance.get(), &SingleInstance::showRequested, this, [this] {
-        // Another start of ScrivLane: the user wants the window.
-        if (m_parts->shell)
-            m_parts->shell->showMainWindow();
-    });
+    // Another start of ScrivLane: the user wants the window.
+    connect(p.instance.get(), &SingleInstance::requested, this, &Application::handle);
 
     // A hand-edited value the settings cannot take reads as the default; say which, once.
     const QSettings& defaults = m_services.settings();
@@ -90,7 +87,17 @@ int Application::run()
     p.shell = std::make_unique<Shell>(m_services, *p.engine);
     p.engine->start();
     p.shell->finishLaunch();
-    if (m_showWindow)
-        p.shell->showMainWindow();
+    if (m_request)
+        handle(*m_request);
     return QApplication::exec();
+}
+
+void Application::handle(SingleInstance::Request request)
+{
+    if (!m_parts->shell)
+        return;
+    if (request == SingleInstance::Request::newSnippet)
+        m_parts->shell->showNewSnippetSheet();
+    else
+        m_parts->shell->showMainWindow();
 }

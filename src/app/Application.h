@@ -1,7 +1,10 @@
 #pragma once
 
+#include "app/SingleInstance.h"
+
 #include <QObject>
 #include <memory>
+#include <optional>
 
 class AppServices;
 
@@ -11,17 +14,20 @@ class Application : public QObject {
     Q_OBJECT
 
 public:
-    // `showWindow`: open the main window once started (scrivlane --show).
-    Application(AppServices& services, bool showWindow);
+    // `request`: what the command line asked for (--show, --new-snippet), done once started or
+    // passed to the ScrivLane already running; a plain start of a running one shows its window.
+    Application(AppServices& services, std::optional<SingleInstance::Request> request);
     ~Application() override;
 
     // Exit code for main(): 0 after a normal quit; 1 when there is no X display; 0 at once
-    // when another ScrivLane already runs (it is asked to show itself).
+    // when another ScrivLane already runs (it is asked to do what this one was asked).
     int run();
 
 private:
+    void handle(SingleInstance::Request request);
+
     struct Parts;
     AppServices& m_services;
-    bool m_showWindow;
+    std::optional<SingleInstance::Request> m_request;
     std::unique_ptr<Parts> m_parts;
 };

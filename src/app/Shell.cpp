@@ -185,6 +185,12 @@ void Shell::showMainWindow()
     m_window->activateWindow();
 }
 
+void Shell::showNewSnippetSheet()
+{
+    showMainWindow();
+    m_window->openNewSnippetSheet();
+}
+
 MainWindow* Shell::mainWindow() const
 {
     return m_window;

@@ -37,6 +37,8 @@ public:
     void finishLaunch();
 
     void showMainWindow();
+    // The main window with the new-snippet sheet open on it (scrivlane --new-snippet).
+    void showNewSnippetSheet();
     void showSettings(SettingsSection section = SettingsSection::general);
     MainWindow* mainWindow() const;
 

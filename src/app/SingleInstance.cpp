@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -25,9 +26,28 @@ constexpr int connectAttempts = 20;
 constexpr unsigned long connectPauseMs = 50;
 constexpr int lockAttempts = 5;
 
+// A later start connects, says one word and hangs up.
+const QByteArray showWord = QByteArrayLiteral("show\n");
+const QByteArray newSnippetWord = QByteArrayLiteral("new-snippet\n");
+// How long the running engine waits for that word, which follows the connection at once.
+constexpr int requestWaitMs = 200;
+
 QString systemError(int error)
 {
     return QString::fromLocal8Bit(std::strerror(error));
+}
+
+// The word a peer sent, or "show" when it sent none in time (an older ScrivLane sends none).
+SingleInstance::Request readRequest(int peer)
+{
+    pollfd wait{peer, POLLIN, 0};
+    char word[32] = {};
+    if (::poll(&wait, 1, requestWaitMs) <= 0)
+        return SingleInstance::Request::show;
+    const ssize_t size = ::recv(peer, word, sizeof word - 1, MSG_DONTWAIT);
+    if (size > 0 && QByteArray(word, size) == newSnippetWord)
+        return SingleInstance::Request::newSnippet;
+    return SingleInstance::Request::show;
 }
 
 bool addressOf(const QString& path, sockaddr_un& address)
@@ -84,7 +104,7 @@ QString SingleInstance::keyFor(const QString& display, const QString& dataDir)
 {
     const QByteArray key =
         normalizedDisplay(display).toUtf8() + '\n' + QDir(dataDir).absolutePath().toUtf8();
-    return QStringLiteral("scrivlane-") +
+    return QStringLiteral(SCRIVLANE_APP_ID "-") +
            QString::fromLatin1(
                QCryptographicHash::hash(key, QCryptographicHash::Sha1).toHex().left(16));
 }
@@ -95,13 +115,13 @@ bool SingleInstance::refuse(const QString& error)
     return false;
 }
 
-SingleInstance::Role SingleInstance::start()
+SingleInstance::Role SingleInstance::start(Request request)
 {
     bool taken = false;
     if (!takeLock(taken))
         return Role::failed;
     if (!taken) {
-        notifyRunning();
+        notifyRunning(request);
         return Role::secondary;
     }
     return listen() ? Role::primary : Role::failed;
@@ -189,11 +209,11 @@ void SingleInstance::acceptConnections()
             qCWarning(lcInstance) << "ignoring a connection from user" << credentials.uid;
             continue;
         }
-        Q_EMIT showRequested();
+        Q_EMIT requested(readRequest(peer.get()));
     }
 }
 
-void SingleInstance::notifyRunning()
+void SingleInstance::notifyRunning(Request request)
 {
     sockaddr_un address{};
     if (!addressOf(socketPath(), address))
@@ -202,7 +222,11 @@ void SingleInstance::notifyRunning()
         const UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         if (socket && ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address),
                                 sizeof address) == 0) {
-            // The connection itself is the request; nothing needs to be said.
+            // One word; an older ScrivLane says nothing, which asks for the window.
+            const QByteArray word = request == Request::newSnippet ? newSnippetWord : showWord;
+            if (::send(socket.get(), word.constData(), size_t(word.size()), MSG_NOSIGNAL) < 0)
+                qCWarning(lcInstance)
+                    << "could not ask the running ScrivLane:" << systemError(errno);
             return;
         }
         QThread::msleep(connectPauseMs);

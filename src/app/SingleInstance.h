@@ -20,6 +20,13 @@ class SingleInstance final : public QObject {
     Q_OBJECT
 
 public:
+    // What a later start asks of the running one.
+    enum class Request {
+        show,       // its main window
+        newSnippet, // the main window on the new-snippet sheet
+    };
+    Q_ENUM(Request)
+
     enum class Role {
         primary,   // this process runs the engine
         secondary, // another one does; it was asked to show itself
@@ -31,7 +38,7 @@ public:
     SingleInstance(QString folder, QString key, uid_t uid = ::geteuid(), QObject* parent = nullptr);
     ~SingleInstance() override;
 
-    Role start();
+    Role start(Request request = Request::show);
     const QString& errorString() const { return m_error; }
     QString socketPath() const;
     QString lockPath() const;
@@ -42,12 +49,12 @@ public:
     static QString normalizedDisplay(const QString& display);
 
 Q_SIGNALS:
-    void showRequested();
+    void requested(SingleInstance::Request request);
 
 private:
     bool takeLock(bool& taken);
     bool listen();
-    void notifyRunning();
+    void notifyRunning(Request request);
     void acceptConnections();
     bool refuse(const QString& error); // false, with the error kept
 

@@ -27,7 +27,7 @@ void write(const QString& text, std::FILE* stream)
 // The tray app's own options; anything else names a command.
 bool isAppOption(const char* argument)
 {
-    return std::strcmp(argument, "--show") == 0;
+    return std::strcmp(argument, "--show") == 0 || std::strcmp(argument, "--new-snippet") == 0;
 }
 
 bool hasSubcommand(int argc, char* argv[])
@@ -107,13 +107,20 @@ int main(int argc, char* argv[])
     qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("ScrivLane"));
+    // Ties the windows to the installed desktop entry (its icon and name in the task bar).
+    QGuiApplication::setDesktopFileName(QStringLiteral(SCRIVLANE_APP_ID));
     Appearance::applyFromEnvironment();
     QApplication::setQuitOnLastWindowClosed(false);
     supervisor.quitOnTerminationSignals();
     AppServices services;
     int status = 0;
     {
-        Application scrivlane(services, argc == 2 && isAppOption(argv[1]));
+        std::optional<SingleInstance::Request> request;
+        if (argc == 2)
+            request = std::strcmp(argv[1], "--new-snippet") == 0
+                          ? SingleInstance::Request::newSnippet
+                          : SingleInstance::Request::show;
+        Application scrivlane(services, request);
         // The event loop runs once the engine is wired; a second ScrivLane returns before it.
         QTimer::singleShot(0, &app, [&supervisor] { supervisor.reportUp(); });
         status = scrivlane.run();

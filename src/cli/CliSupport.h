@@ -30,6 +30,7 @@ void appendStoreCommands(std::vector<Command>& commands);
 void appendBackupCommands(std::vector<Command>& commands);
 void appendSyncCommands(std::vector<Command>& commands);
 void appendSoundCommands(std::vector<Command>& commands);
+void appendAutostartCommands(std::vector<Command>& commands);
 
 Outcome usageError(const QString& message);
 Outcome success(const QString& out);

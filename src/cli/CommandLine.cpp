@@ -18,6 +18,7 @@ const std::vector<Cli::Command>& commands()
         Cli::appendBackupCommands(list);
         Cli::appendSyncCommands(list);
         Cli::appendSoundCommands(list);
+        Cli::appendAutostartCommands(list);
         return list;
     }();
     return all;
@@ -62,7 +63,7 @@ QString CommandLine::usage()
     QString text = uR"(Usage: scrivlane [COMMAND [OPTIONS] ARGUMENTS]
 
 Without a command, starts the ScrivLane tray application; with --show, or when it
-already runs, opens its window.
+already runs, opens its window; with --new-snippet, opens it on a new snippet.
 
 Commands:
 )"_s;
@@ -70,6 +71,8 @@ Commands:
         text += command.usage;
     text += uR"(
 General options:
+  --show               open the window (the running ScrivLane's, if there is one)
+  --new-snippet        open the window on a new snippet, likewise
   -h, --help           show this help
   -v, --version        show the version
 

@@ -53,7 +53,7 @@ def main(session):
 
     # General opens first; launch at login writes the autostart entry.
     app.set_checked(app.wait_for("check box", "Launch at Login", within=window))
-    entry = home / ".config" / "autostart" / "scrivlane.desktop"
+    entry = home / ".config" / "autostart" / "com.pellucidforge.scrivlane.desktop"
     wait_until("the autostart entry", entry.exists)
     exec_line = next(line for line in entry.read_text().splitlines() if line.startswith("Exec="))
     if os.path.basename(session.scrivlane_path) not in exec_line:

@@ -1,6 +1,8 @@
 #include "support/CommandRun.h"
 
+#include <QFile>
 #include <QProcess>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -29,6 +31,7 @@ private Q_SLOTS:
     void run_data();
     void run();
     void help();
+    void autostartCommand();
     void withoutAnXDisplay_data();
     void withoutAnXDisplay();
 };
@@ -83,6 +86,30 @@ void TestCommandLine::help()
         QVERIFY(r.out.contains(u"resolve [--clipboard TEXT]"_s) &&
                 r.out.contains(u"preview TEXT"_s));
     }
+}
+
+// Launch at Login from a script: the entry starts this executable, and status reads it back.
+void TestCommandLine::autostartCommand()
+{
+    QTemporaryDir config;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(u"XDG_CONFIG_HOME"_s, config.path());
+    env.remove(u"APPIMAGE"_s);
+    const auto run = [&env](const QStringList& arguments) {
+        return runCommand(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments, env);
+    };
+    const QString entry = config.filePath(u"autostart/" SCRIVLANE_APP_ID ".desktop"_s);
+    QCOMPARE(run({u"autostart"_s}).out, u"off\t"_s + entry + u"\n"_s);
+    const Run on = run({u"autostart"_s, u"on"_s});
+    QCOMPARE(on.exitCode, 0);
+    QCOMPARE(on.out, u"on\t"_s + entry + u"\n"_s);
+    QFile file(entry);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY(file.readAll().contains("\nExec=\"" SCRIVLANE_EXECUTABLE "\"\n"));
+    QCOMPARE(run({u"autostart"_s, u"status"_s}).out, u"on\t"_s + entry + u"\n"_s);
+    QCOMPARE(run({u"autostart"_s, u"off"_s}).out, u"off\t"_s + entry + u"\n"_s);
+    QVERIFY(!QFile::exists(entry));
+    QCOMPARE(run({u"autostart"_s, u"maybe"_s}).exitCode, 2);
 }
 
 void TestCommandLine::withoutAnXDisplay_data()

@@ -83,12 +83,36 @@ void TestSingleInstance::oneEngineAtATime()
 {
     QTemporaryDir folder;
     auto first = std::make_unique<SingleInstance>(folder.path(), QString::fromLatin1(key));
-    QSignalSpy shown(first.get(), &SingleInstance::showRequested);
+    QSignalSpy shown(first.get(), &SingleInstance::requested);
     QCOMPARE(first->start(), SingleInstance::Role::primary);
 
     SingleInstance second(folder.path(), QString::fromLatin1(key));
     QCOMPARE(second.start(), SingleInstance::Role::secondary);
     QVERIFY(shown.wait(2000));
+    QCOMPARE(shown.takeFirst().at(0).value<SingleInstance::Request>(),
+             SingleInstance::Request::show);
+
+    // The desktop entry's "New Snippet" action, while ScrivLane runs.
+    SingleInstance action(folder.path(), QString::fromLatin1(key));
+    QCOMPARE(action.start(SingleInstance::Request::newSnippet), SingleInstance::Role::secondary);
+    QVERIFY(shown.wait(2000));
+    QCOMPARE(shown.takeFirst().at(0).value<SingleInstance::Request>(),
+             SingleInstance::Request::newSnippet);
+
+    // A start that connects and says nothing (an older ScrivLane) still gets the window.
+    {
+        UniqueFd silent(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        const QByteArray native = QFile::encodeName(first->socketPath());
+        std::memcpy(address.sun_path, native.constData(), size_t(native.size()));
+        QCOMPARE(
+            ::connect(silent.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
+            0);
+        QVERIFY(shown.wait(2000));
+        QCOMPARE(shown.takeFirst().at(0).value<SingleInstance::Request>(),
+                 SingleInstance::Request::show);
+    }
 
     // Another display or data folder is another engine.
     SingleInstance elsewhere(folder.path(), u"scrivlane-other"_s);
@@ -143,7 +167,7 @@ void TestSingleInstance::leftoversAtOurNamesDoNotStopAStart()
     }
 
     SingleInstance engine(folder.path(), QString::fromLatin1(key));
-    QSignalSpy shown(&engine, &SingleInstance::showRequested);
+    QSignalSpy shown(&engine, &SingleInstance::requested);
     QCOMPARE(engine.start(), SingleInstance::Role::primary);
     SingleInstance second(folder.path(), QString::fromLatin1(key));
     QCOMPARE(second.start(), SingleInstance::Role::secondary);
@@ -177,7 +201,7 @@ void TestSingleInstance::othersConnectionsAreIgnored()
 {
     QTemporaryDir folder;
     SingleInstance engine(folder.path(), QString::fromLatin1(key), ::geteuid() + 1);
-    QSignalSpy shown(&engine, &SingleInstance::showRequested);
+    QSignalSpy shown(&engine, &SingleInstance::requested);
     QCOMPARE(engine.start(), SingleInstance::Role::primary);
     SingleInstance stranger(folder.path(), QString::fromLatin1(key));
     QCOMPARE(stranger.start(), SingleInstance::Role::secondary);

@@ -25,10 +25,11 @@ private:
         return path;
     }
     QString autostartDir() const { return m_dir.filePath(u"config/autostart"_s); }
-    void writeEntry(const QString& text)
+    void writeEntry(const QString& text,
+                    const QString& name = QStringLiteral(SCRIVLANE_APP_ID ".desktop"))
     {
         QDir().mkpath(autostartDir());
-        QFile file(autostartDir() + u"/scrivlane.desktop"_s);
+        QFile file(autostartDir() + u"/"_s + name);
         QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write(text.toUtf8());
     }
@@ -45,6 +46,8 @@ private Q_SLOTS:
     void entryStatesReadBack_data();
     void entryStatesReadBack();
     void unwritableFolderSaysWhy();
+    void entryOfAnEarlierReleaseIsReplaced();
+    void installedEntryStartsThisExecutable();
 };
 
 void TestAutostart::execValueRoundTrips_data()
@@ -126,6 +129,56 @@ void TestAutostart::unwritableFolderSaysWhy()
     const QString error = autostart.setEnabled(true);
     QVERIFY2(error.contains(u"blocked"_s), qPrintable(error));
     QVERIFY(!autostart.isEnabled());
+}
+
+// Before the application id the entry was scrivlane.desktop: the switch shows it, and turning
+// the switch on or off never leaves two entries starting ScrivLane twice.
+void TestAutostart::entryOfAnEarlierReleaseIsReplaced()
+{
+    const QString app = program(u"scrivlane"_s);
+    const QString old =
+        u"[Desktop Entry]\nType=Application\nExec=%1\n"_s.arg(Autostart::execValue(app));
+    for (const bool on : {true, false}) {
+        writeEntry(old, u"scrivlane.desktop"_s);
+        Autostart autostart(autostartDir(), app);
+        QVERIFY(autostart.isEnabled());
+        QCOMPARE(autostart.setEnabled(on), QString());
+        QVERIFY(!QFile::exists(autostart.legacyEntryPath()));
+        QCOMPARE(QFile::exists(autostart.entryPath()), on);
+        QCOMPARE(autostart.isEnabled(), on);
+    }
+}
+
+// Installed (a package, or cmake --install into a prefix), the entry is the installed desktop
+// entry, with its name and icon, starting this executable by its full path; its desktop
+// actions stay out.
+void TestAutostart::installedEntryStartsThisExecutable()
+{
+    QVERIFY(QDir().mkpath(m_dir.filePath(u"usr/bin"_s)));
+    QVERIFY(QDir().mkpath(m_dir.filePath(u"usr/share/applications"_s)));
+    const QString app = program(u"usr/bin/scrivlane"_s);
+    QFile installed(m_dir.filePath(u"usr/share/applications/" SCRIVLANE_APP_ID ".desktop"_s));
+    QVERIFY(installed.open(QIODevice::WriteOnly));
+    installed.write(
+        "[Desktop Entry]\nType=Application\nName=ScrivLane\nName[de]=ScrivLane\n"
+        "Icon=" SCRIVLANE_APP_ID "\nExec=scrivlane\nActions=new-snippet;\n"
+        "StartupWMClass=scrivlane\n\n"
+        "[Desktop Action new-snippet]\nName=New Snippet\nExec=scrivlane --new-snippet\n");
+    installed.close();
+    QCOMPARE(Autostart::installedEntryFor(app), QFileInfo(installed).absoluteFilePath());
+    QCOMPARE(Autostart::installedEntryFor(program(u"ScrivLane.AppImage"_s)), QString());
+
+    Autostart autostart(autostartDir(), app);
+    QCOMPARE(autostart.setEnabled(true), QString());
+    QVERIFY(autostart.isEnabled());
+    QFile entry(autostart.entryPath());
+    QVERIFY(entry.open(QIODevice::ReadOnly));
+    const QString text = QString::fromUtf8(entry.readAll());
+    for (const QString& line : QStringList{
+             u"Name[de]=ScrivLane"_s, u"Icon=" SCRIVLANE_APP_ID ""_s, u"StartupWMClass=scrivlane"_s,
+             u"Exec="_s + Autostart::execValue(app), u"X-GNOME-Autostart-enabled=true"_s})
+        QVERIFY2(text.split(u'\n').contains(line), qPrintable(line + u" missing from\n"_s + text));
+    QVERIFY2(!text.contains(u"Action"_s) && text.count(u"Exec="_s) == 1, qPrintable(text));
 }
 
 QTEST_GUILESS_MAIN(TestAutostart)

@@ -10,7 +10,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString entryName = u"scrivlane.desktop"_s;
+const QString entryName = QStringLiteral(SCRIVLANE_APP_ID ".desktop");
+// What releases before the application id wrote; read as ours and replaced by the new name.
+const QString legacyEntryName = u"scrivlane.desktop"_s;
 
 // The Desktop Entry "string" escapes, undone before the Exec quoting rules apply.
 QString unescapeString(const QString& value)
@@ -77,11 +79,63 @@ QString Autostart::entryPath() const
     return QDir(m_dir).absoluteFilePath(entryName);
 }
 
+QString Autostart::legacyEntryPath() const
+{
+    return QDir(m_dir).absoluteFilePath(legacyEntryName);
+}
+
+QString Autostart::installedEntryFor(const QString& program)
+{
+    // <prefix>/bin/scrivlane beside <prefix>/share/applications: a package or `cmake --install`.
+    const QFileInfo info(program);
+    const QString entry =
+        QDir(info.absolutePath()).absoluteFilePath(u"../share/applications/"_s + entryName);
+    return info.fileName() == u"scrivlane"_s && QFileInfo(entry).isFile() ? QDir::cleanPath(entry)
+                                                                          : QString();
+}
+
+QString Autostart::entryText() const
+{
+    const QString exec = u"Exec="_s + execValue(m_program);
+    const QString installed = installedEntryFor(m_program);
+    QFile file(installed);
+    if (installed.isEmpty() || !file.open(QIODevice::ReadOnly))
+        return u"[Desktop Entry]\n"
+               u"Type=Application\n"
+               u"Name=ScrivLane\n"
+               u"Comment=Text expander\n"_s +
+               exec +
+               u"\n"
+               u"Terminal=false\n"
+               u"X-GNOME-Autostart-enabled=true\n"_s;
+    // The installed entry, names and icon included, starting this very executable; its
+    // desktop actions mean nothing at login.
+    QString text;
+    bool inEntry = false;
+    for (const QString& line : QString::fromUtf8(file.readAll()).split(u'\n')) {
+        if (line.startsWith(u'[')) {
+            inEntry = line.trimmed() == u"[Desktop Entry]"_s;
+            if (!inEntry)
+                break; // the action groups come after the entry's own
+        }
+        if (inEntry && (line.startsWith(u"Exec="_s) || line.startsWith(u"Actions="_s) ||
+                        line.startsWith(u"X-GNOME-Autostart-enabled="_s)))
+            continue;
+        if (!inEntry && !line.trimmed().isEmpty() && !line.startsWith(u'#'))
+            continue;
+        text += line + u'\n';
+    }
+    while (text.endsWith(u"\n\n"_s))
+        text.chop(1);
+    return text + exec + u"\nX-GNOME-Autostart-enabled=true\n"_s;
+}
+
 bool Autostart::isEnabled() const
 {
-    if (!QFileInfo::exists(entryPath()))
+    const QString path = QFileInfo::exists(entryPath()) ? entryPath() : legacyEntryPath();
+    if (!QFileInfo::exists(path))
         return false;
-    const QHash<QString, QString> keys = entryKeys(entryPath());
+    const QHash<QString, QString> keys = entryKeys(path);
     if (keys.value(u"Hidden"_s) == u"true"_s ||
         keys.value(u"X-GNOME-Autostart-enabled"_s) == u"false"_s)
         return false;
@@ -92,8 +146,9 @@ bool Autostart::isEnabled() const
 QString Autostart::setEnabled(bool enabled)
 {
     if (!enabled) {
-        if (QFileInfo::exists(entryPath()) && !QFile::remove(entryPath()))
-            return u"cannot remove "_s + entryPath();
+        for (const QString& path : {entryPath(), legacyEntryPath()})
+            if (QFileInfo::exists(path) && !QFile::remove(path))
+                return u"cannot remove "_s + path;
         return {};
     }
     if (m_program.contains(u'\n') || m_program.contains(u'\r'))
@@ -103,18 +158,12 @@ QString Autostart::setEnabled(bool enabled)
     QSaveFile file(entryPath());
     if (!file.open(QIODevice::WriteOnly))
         return u"cannot write "_s + entryPath() + u": "_s + file.errorString();
-    const QString text = u"[Desktop Entry]\n"
-                         u"Type=Application\n"
-                         u"Name=ScrivLane\n"
-                         u"Comment=Text expander\n"
-                         u"Exec="_s +
-                         execValue(m_program) +
-                         u"\n"
-                         u"Terminal=false\n"
-                         u"X-GNOME-Autostart-enabled=true\n"_s;
-    file.write(text.toUtf8());
+    file.write(entryText().toUtf8());
     if (!file.commit())
         return u"cannot write "_s + entryPath() + u": "_s + file.errorString();
+    // Two entries would start ScrivLane twice at login.
+    if (QFileInfo::exists(legacyEntryPath()) && !QFile::remove(legacyEntryPath()))
+        return u"cannot remove "_s + legacyEntryPath();
     return {};
 }
 
