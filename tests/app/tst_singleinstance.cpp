@@ -23,15 +23,21 @@ struct stat statOf(const QString& path)
     return st;
 }
 
+sockaddr_un socketAddress(const QString& path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const QByteArray native = QFile::encodeName(path);
+    std::memcpy(address.sun_path, native.constData(), size_t(native.size()));
+    return address;
+}
+
 // Binds `fd` to a Unix socket at `path`: listening, or closed at once as a dead engine leaves
 // it.
 bool bindSocket(UniqueFd& fd, const QString& path, bool listening)
 {
     fd.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    const QByteArray native = QFile::encodeName(path);
-    std::memcpy(address.sun_path, native.constData(), size_t(native.size()));
+    const sockaddr_un address = socketAddress(path);
     if (::bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         return false;
     if (!listening)
@@ -102,10 +108,7 @@ void TestSingleInstance::oneEngineAtATime()
     // A start that connects and says nothing (an older ScrivLane) still gets the window.
     {
         UniqueFd silent(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        const QByteArray native = QFile::encodeName(first->socketPath());
-        std::memcpy(address.sun_path, native.constData(), size_t(native.size()));
+        const sockaddr_un address = socketAddress(first->socketPath());
         QCOMPARE(
             ::connect(silent.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
             0);

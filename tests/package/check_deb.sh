@@ -114,6 +114,15 @@ wait_for "grep -q 'watching the keyboard' '$work/login.log'" 40 ||
   fail "the autostart Exec line ($exec_line) did not start ScrivLane: $(cat "$work/login.log")"
 [ "$(readlink "/proc/$login/exe")" = "$exe" ] || fail "the autostart entry started $(readlink "/proc/$login/exe"), not $exe"
 
+kill "$login"
+wait "$login" 2>/dev/null
+
+# The desktop action when ScrivLane is not running yet: it starts on the sheet.
+"$exe" --new-snippet >"$work/action.log" 2>&1 &
+pids+=($!)
+wait_for "xdotool search --onlyvisible --name '^New Snippet$'" 40 ||
+  fail "--new-snippet as the first start opened no sheet: $(cat "$work/action.log")"
+
 # The user's library is untouched by any of this.
 "$exe" snippet list | grep -q "$snippet" || fail "the library lost $snippet"
 

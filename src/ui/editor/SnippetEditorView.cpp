@@ -13,10 +13,10 @@
 #include "ui/widgets/ConflictWarningRow.h"
 #include "ui/widgets/Icons.h"
 #include "ui/widgets/Questions.h"
+#include "ui/widgets/SnippetNameFields.h"
 
 #include <QApplication>
 #include <QButtonGroup>
-#include <QFontDatabase>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -82,17 +82,9 @@ SnippetEditorView::SnippetEditorView(Dependencies dependencies, QWidget* parent)
 
     // Fields.
     auto* form = new QFormLayout;
-    m_title = new QLineEdit(this);
-    m_title->setPlaceholderText(tr("e.g. Monthly Report Email"));
-    m_title->setAccessibleName(tr("Title"));
-    form->addRow(tr("Title"), m_title);
-    m_abbreviation = new QLineEdit(this);
-    m_abbreviation->setPlaceholderText(tr("e.g. mre"));
-    m_abbreviation->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    m_abbreviation->setAccessibleName(tr("Abbreviation"));
-    m_abbreviation->setAccessibleDescription(
-        tr("What you type in any application to expand this snippet"));
-    form->addRow(tr("Abbreviation"), m_abbreviation);
+    const SnippetNameFields names = SnippetNameFields::addTo(form, this);
+    m_title = names.title;
+    m_abbreviation = names.abbreviation;
     m_hint = new QLabel(this);
     m_hint->setTextFormat(Qt::PlainText);
     m_hint->setFont(caption(font()));

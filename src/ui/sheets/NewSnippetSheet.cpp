@@ -6,9 +6,9 @@
 #include "ui/widgets/CategoryPicker.h"
 #include "ui/widgets/ConflictWarningRow.h"
 #include "ui/widgets/Icons.h"
+#include "ui/widgets/SnippetNameFields.h"
 
 #include <QDialogButtonBox>
-#include <QFontDatabase>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -35,18 +35,9 @@ NewSnippetSheet::NewSnippetSheet(PersistenceController* store, CategoryEntity* p
     layout->addWidget(heading);
 
     auto* form = new QFormLayout;
-    m_title = new QLineEdit(this);
-    m_title->setPlaceholderText(tr("e.g. Monthly Report Email"));
-    m_title->setAccessibleName(tr("Title"));
-    form->addRow(tr("Title"), m_title);
-
-    m_abbreviation = new QLineEdit(this);
-    m_abbreviation->setPlaceholderText(tr("e.g. mre"));
-    m_abbreviation->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    m_abbreviation->setAccessibleName(tr("Abbreviation"));
-    m_abbreviation->setAccessibleDescription(
-        tr("What you type in any application to expand this snippet"));
-    form->addRow(tr("Abbreviation"), m_abbreviation);
+    const SnippetNameFields names = SnippetNameFields::addTo(form, this);
+    m_title = names.title;
+    m_abbreviation = names.abbreviation;
     m_conflict = new ConflictWarningRow(this);
     form->addRow(QString(), m_conflict);
 
