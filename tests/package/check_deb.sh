@@ -83,7 +83,8 @@ snippet=$("$exe" snippet add --abbreviation ';pkg' --text 'from the package') ||
 
 # The tray app, on a display of its own.
 exec {displayfd}<> <(:)
-Xvfb -displayfd "$displayfd" -nolisten tcp -screen 0 1280x800x24 >"$work/xvfb.log" 2>&1 &
+# -noreset: a server resetting after its last client leaves refuses connections meanwhile
+Xvfb -displayfd "$displayfd" -nolisten tcp -noreset -screen 0 1280x800x24 >"$work/xvfb.log" 2>&1 &
 pids+=($!)
 read -r -t 10 number <&"$displayfd" || { fail "Xvfb did not start"; exit 1; }
 export DISPLAY=:$number
