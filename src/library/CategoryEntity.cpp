@@ -36,8 +36,10 @@ bool newerFirst(const SnippetEntity* a, const SnippetEntity* b)
 
 CategoryEntity::~CategoryEntity()
 {
-    for (SnippetEntity* snippet : std::as_const(m_snippets))
+    for (SnippetEntity* snippet : std::as_const(m_snippets)) {
         snippet->m_category = nullptr;
+        snippet->m_changed |= SnippetEntity::changedCategory;
+    }
 }
 
 std::unique_ptr<CategoryEntity> CategoryEntity::create(const QString& name, const QString& colorHex,

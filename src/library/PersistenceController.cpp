@@ -273,13 +273,12 @@ void PersistenceController::mergeSnippets(
     const std::vector<SnippetRow>& rows, const QHash<std::int64_t, CategoryEntity*>& categoriesByPk)
 {
     QHash<std::int64_t, SnippetEntity*> stored;
-    stored.reserve(m_savedSnippets.size());
-    m_savedSnippets.forEach([&](const SnippetEntity* snippet, const SnippetFingerprint& saved) {
-        stored.insert(saved.pk, const_cast<SnippetEntity*>(snippet));
-    });
+    stored.reserve(qsizetype(m_snippets.size()));
+    for (const auto& snippet : m_snippets)
+        if (snippet->m_storeKey)
+            stored.insert(snippet->m_storeKey, snippet.get());
     // Sized once for the rows: growing a hash of a large library step by step rehashes it
     // again and again.
-    m_savedSnippets.reserve(qsizetype(rows.size()));
     m_snippetSet.reserve(m_snippetSet.size() + qsizetype(rows.size()) - stored.size());
     for (const SnippetRow& row : rows) {
         if (std::find(m_deletedSnippetPks.cbegin(), m_deletedSnippetPks.cend(), row.pk) !=
@@ -287,21 +286,23 @@ void PersistenceController::mergeSnippets(
             continue;
         SnippetEntity* snippet = stored.take(row.pk);
         if (snippet) {
-            const SnippetFingerprint& saved = *m_savedSnippets.find(snippet);
-            row.mergeInto(*snippet, saved);
-            if (categoryPkOf(snippet->category()) == saved.categoryPk)
+            const bool categoryChanged = snippet->m_changed & SnippetEntity::changedCategory;
+            row.mergeInto(*snippet);
+            if (!categoryChanged) {
                 snippet->setCategory(categoriesByPk.value(row.categoryPk));
+                snippet->m_changed &= ~SnippetEntity::changedCategory;
+            }
         } else {
             auto created = std::make_unique<SnippetEntity>();
             row.applyTo(*created);
             created->setCategory(categoriesByPk.value(row.categoryPk));
+            created->m_changed = 0;
             snippet = insertSnippet(std::move(created));
         }
-        m_savedSnippets.insert(snippet, SnippetFingerprint::of(row));
     }
     QSet<const SnippetEntity*> gone;
     for (SnippetEntity* snippet : std::as_const(stored)) {
-        m_savedSnippets.remove(snippet);
+        snippet->m_storeKey = 0;
         snippet->setCategory(nullptr);
         gone.insert(snippet);
         m_snippetSet.remove(snippet);
@@ -349,9 +350,9 @@ void PersistenceController::deleteSnippets(const QList<SnippetEntity*>& snippets
     for (SnippetEntity* snippet : snippets) {
         if (!m_snippetSet.remove(snippet))
             continue;
-        if (const SnippetFingerprint* saved = m_savedSnippets.find(snippet)) {
-            m_deletedSnippetPks.push_back(saved->pk);
-            m_savedSnippets.remove(snippet);
+        if (snippet->m_storeKey) {
+            m_deletedSnippetPks.push_back(snippet->m_storeKey);
+            snippet->m_storeKey = 0;
         }
         snippet->setCategory(nullptr);
         doomed.insert(snippet);
@@ -395,11 +396,9 @@ PersistenceController::Changes PersistenceController::pendingChanges() const
         if (saved == m_savedCategories.cend() || !saved->matches(*category))
             changes.categories.push_back(category.get());
     }
-    for (const auto& snippet : m_snippets) {
-        const SnippetFingerprint* saved = m_savedSnippets.find(snippet.get());
-        if (!saved || !saved->matches(*snippet, categoryPkOf(snippet->category())))
+    for (const auto& snippet : m_snippets)
+        if (!snippet->m_storeKey || snippet->m_changed)
             changes.snippets.push_back(snippet.get());
-    }
     return changes;
 }
 
@@ -437,10 +436,9 @@ void PersistenceController::save()
         m_savedCategories.insert(category, CategoryRow::of(*category, pk));
     }
     for (SnippetEntity* snippet : changes.snippets) {
-        const std::int64_t pk = newSnippetPks.contains(snippet) ? newSnippetPks.value(snippet)
-                                                                : m_savedSnippets.find(snippet)->pk;
-        m_savedSnippets.insert(
-            snippet, SnippetFingerprint::of(*snippet, pk, categoryPkOf(snippet->category())));
+        if (!snippet->m_storeKey)
+            snippet->m_storeKey = newSnippetPks.value(snippet);
+        snippet->m_changed = 0;
     }
     QList<QUuid> snippetIds;
     QList<QUuid> categoryIds;
@@ -527,9 +525,8 @@ bool PersistenceController::writeChanges(const Changes& changes,
         std::int64_t categoryPk = categoryPkOf(snippet->category());
         if (categoryPk == notYetStored)
             categoryPk = newCategoryPks.value(snippet->category());
-        const SnippetFingerprint* saved = m_savedSnippets.find(snippet);
-        const bool isNew = !saved;
-        const SnippetRow row = SnippetRow::of(*snippet, isNew ? 0 : saved->pk, categoryPk);
+        const bool isNew = !snippet->m_storeKey;
+        const SnippetRow row = SnippetRow::of(*snippet, snippet->m_storeKey, categoryPk);
         SqliteStatement& statement = isNew ? *insertSnippet : *updateSnippet;
         row.bindValues(statement);
         if (!isNew)

@@ -170,9 +170,9 @@ private:
     std::vector<std::unique_ptr<SnippetEntity>> m_snippets;
     QSet<const CategoryEntity*> m_categorySet;
     QSet<const SnippetEntity*> m_snippetSet;
-    // What each stored record looked like when last saved or read.
+    // What each stored category looked like when last saved or read; snippets, many more,
+    // track their own changes.
     QHash<const CategoryEntity*, CategoryRow> m_savedCategories;
-    SavedSnippets m_savedSnippets;
     // Deleted in memory, to be deleted from the file at the next save.
     std::vector<std::int64_t> m_deletedCategoryPks;
     std::vector<std::int64_t> m_deletedSnippetPks;

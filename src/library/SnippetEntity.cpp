@@ -42,6 +42,7 @@ void SnippetEntity::setCategory(CategoryEntity* category)
     m_category = category;
     if (m_category)
         m_category->m_snippets.insert(this);
+    m_changed |= changedCategory;
 }
 
 QString SnippetEntity::displayTitle() const
@@ -70,7 +71,7 @@ void SnippetEntity::setAttributedText(const QTextDocument& text, const QDateTime
     std::unique_ptr<QTextDocument> filtered(text.clone());
     if (!filtered->isEmpty())
         ColorFilter::apply(*filtered);
-    m_expandedText = RichText::plainCharacters(*filtered);
+    setExpandedText(RichText::plainCharacters(*filtered));
     setExpandedTextRTF(RtfWriter::write(*filtered));
     setUpdatedAt(now);
 }

@@ -4,11 +4,14 @@
 #include <QDateTime>
 #include <QString>
 #include <QUuid>
+#include <cstdint>
 #include <memory>
 #include <optional>
 
 class CategoryEntity;
+class PersistenceController;
 class QTextDocument;
+struct SnippetRow;
 
 // A snippet record. Every attribute is optional or has a default so that records synced from
 // elsewhere, or written by older versions, always load. Categories point back at their snippets,
@@ -26,16 +29,19 @@ public:
                                                  CategoryEntity* category, const QDateTime& now);
 
     std::optional<QUuid> id() const { return present(m_hasId, m_id); }
-    void setId(const std::optional<QUuid>& id) { keep(id, m_id, m_hasId); }
+    void setId(const std::optional<QUuid>& id) { keep(id, m_id, m_hasId, changedId); }
     const std::optional<QString>& title() const { return m_title; }
-    void setTitle(const std::optional<QString>& title) { m_title = title; }
+    void setTitle(const std::optional<QString>& title) { change(m_title, title, changedTitle); }
     const std::optional<QString>& abbreviation() const { return m_abbreviation; }
     void setAbbreviation(const std::optional<QString>& abbreviation)
     {
-        m_abbreviation = abbreviation;
+        change(m_abbreviation, abbreviation, changedAbbreviation);
     }
     const std::optional<QString>& expandedText() const { return m_expandedText; }
-    void setExpandedText(const std::optional<QString>& text) { m_expandedText = text; }
+    void setExpandedText(const std::optional<QString>& text)
+    {
+        change(m_expandedText, text, changedExpandedText);
+    }
     // A complete RTF document; absent for plain snippets.
     std::optional<QByteArray> expandedTextRTF() const
     {
@@ -43,26 +49,38 @@ public:
     }
     void setExpandedTextRTF(const std::optional<QByteArray>& rtf)
     {
-        keep(rtf, m_expandedTextRTF, m_hasExpandedTextRTF);
+        keep(rtf, m_expandedTextRTF, m_hasExpandedTextRTF, changedExpandedTextRTF);
     }
     bool isRichText() const { return m_isRichText; }
-    void setRichText(bool richText) { m_isRichText = richText; }
+    void setRichText(bool richText) { change(m_isRichText, richText, changedRichText); }
     bool isCodeSnippet() const { return m_isCodeSnippet; }
-    void setCodeSnippet(bool codeSnippet) { m_isCodeSnippet = codeSnippet; }
+    void setCodeSnippet(bool codeSnippet)
+    {
+        change(m_isCodeSnippet, codeSnippet, changedCodeSnippet);
+    }
     std::optional<QString> codeLanguage() const
     {
         return present(m_hasCodeLanguage, m_codeLanguage);
     }
     void setCodeLanguage(const std::optional<QString>& language)
     {
-        keep(language, m_codeLanguage, m_hasCodeLanguage);
+        keep(language, m_codeLanguage, m_hasCodeLanguage, changedCodeLanguage);
     }
     std::optional<QDateTime> createdAt() const { return present(m_hasCreatedAt, m_createdAt); }
-    void setCreatedAt(const std::optional<QDateTime>& at) { keep(at, m_createdAt, m_hasCreatedAt); }
+    void setCreatedAt(const std::optional<QDateTime>& at)
+    {
+        keep(at, m_createdAt, m_hasCreatedAt, changedCreatedAt);
+    }
     std::optional<QDateTime> updatedAt() const { return present(m_hasUpdatedAt, m_updatedAt); }
-    void setUpdatedAt(const std::optional<QDateTime>& at) { keep(at, m_updatedAt, m_hasUpdatedAt); }
+    void setUpdatedAt(const std::optional<QDateTime>& at)
+    {
+        keep(at, m_updatedAt, m_hasUpdatedAt, changedUpdatedAt);
+    }
     std::optional<QDateTime> trashedAt() const { return present(m_hasTrashedAt, m_trashedAt); }
-    void setTrashedAt(const std::optional<QDateTime>& at) { keep(at, m_trashedAt, m_hasTrashedAt); }
+    void setTrashedAt(const std::optional<QDateTime>& at)
+    {
+        keep(at, m_trashedAt, m_hasTrashedAt, changedTrashedAt);
+    }
 
     // Not owned. Setting it also updates the old and new categories' snippet sets.
     CategoryEntity* category() const { return m_category; }
@@ -84,6 +102,26 @@ public:
 
 private:
     friend class CategoryEntity;
+    friend class PersistenceController;
+    friend struct SnippetRow;
+
+    // The columns changed since the store last wrote or read the record, one bit each: the
+    // store writes only records with a bit set, and a change read from the file replaces only
+    // the columns not changed here.
+    enum Changed : std::uint16_t {
+        changedId = 1 << 0,
+        changedTitle = 1 << 1,
+        changedAbbreviation = 1 << 2,
+        changedExpandedText = 1 << 3,
+        changedExpandedTextRTF = 1 << 4,
+        changedRichText = 1 << 5,
+        changedCodeSnippet = 1 << 6,
+        changedCodeLanguage = 1 << 7,
+        changedCreatedAt = 1 << 8,
+        changedUpdatedAt = 1 << 9,
+        changedTrashedAt = 1 << 10,
+        changedCategory = 1 << 11,
+    };
 
     template <typename T> static std::optional<T> present(bool has, const T& value)
     {
@@ -91,10 +129,20 @@ private:
             return value;
         return std::nullopt;
     }
-    template <typename T> static void keep(const std::optional<T>& value, T& to, bool& has)
+    template <typename T> void change(T& field, const T& value, Changed bit)
     {
+        if (field == value)
+            return;
+        field = value;
+        m_changed |= bit;
+    }
+    template <typename T> void keep(const std::optional<T>& value, T& to, bool& has, Changed bit)
+    {
+        if (value ? has && to == *value : !has)
+            return;
         to = value.value_or(T());
         has = value.has_value();
+        m_changed |= bit;
     }
 
     std::optional<QString> m_title;
@@ -118,4 +166,7 @@ private:
     bool m_hasTrashedAt = false;
     bool m_isRichText = false;
     bool m_isCodeSnippet = false;
+    std::uint16_t m_changed = 0;
+    // The row's key in the store's file; 0 until it is first written.
+    std::int64_t m_storeKey = 0;
 };

@@ -4,8 +4,6 @@
 #include "library/SnippetEntity.h"
 #include "platform/sqlite/SqliteDatabase.h"
 
-#include <QHashFunctions>
-
 namespace {
 
 // Dates are stored as milliseconds since the epoch, UTC; ids in canonical upper-case form.
@@ -48,26 +46,6 @@ void merge(const Value& stored, const Value& saved, const Value& current, Setter
 {
     if (current == saved)
         set(stored);
-}
-
-// A text's fingerprint. Absent is 0 and a present text never is, so that presence is told
-// exactly; two different texts share a fingerprint with a chance of 2^-64. The seed is not 0
-// because Qt picks its fast AES-based hash only with a seed.
-constexpr std::size_t fingerprintSeed = 0x9e3779b97f4a7c15;
-
-std::uint64_t present(std::size_t hash)
-{
-    return hash ? hash : 1;
-}
-
-std::uint64_t fingerprint(const std::optional<QString>& text)
-{
-    return text ? present(qHash(QStringView(*text), fingerprintSeed)) : 0;
-}
-
-bool sameDate(const std::optional<QDateTime>& current, const QDateTime& saved, bool present)
-{
-    return current ? present && *current == saved : !present;
 }
 
 } // namespace
@@ -182,32 +160,39 @@ void SnippetRow::applyTo(SnippetEntity& s) const
     s.setCreatedAt(createdAt);
     s.setUpdatedAt(updatedAt);
     s.setTrashedAt(trashedAt);
+    s.m_changed = 0;
+    s.m_storeKey = pk;
 }
 
-void SnippetRow::mergeInto(SnippetEntity& s, const SnippetFingerprint& saved) const
+void SnippetRow::mergeInto(SnippetEntity& s) const
 {
-    if (saved.sameId(s.id()))
+    const std::uint16_t changed = s.m_changed;
+    const auto unchanged = [changed](SnippetEntity::Changed bit) { return !(changed & bit); };
+    if (unchanged(SnippetEntity::changedId))
         s.setId(id);
-    if (saved.sameTitle(s.title()))
+    if (unchanged(SnippetEntity::changedTitle))
         s.setTitle(title);
-    if (saved.sameAbbreviation(s.abbreviation()))
+    if (unchanged(SnippetEntity::changedAbbreviation))
         s.setAbbreviation(abbreviation);
-    if (saved.sameExpandedText(s.expandedText()))
+    if (unchanged(SnippetEntity::changedExpandedText))
         s.setExpandedText(expandedText);
-    if (saved.sameExpandedTextRTF(s.expandedTextRTF()))
+    if (unchanged(SnippetEntity::changedExpandedTextRTF))
         s.setExpandedTextRTF(expandedTextRTF);
-    if (saved.isRichText == s.isRichText())
+    if (unchanged(SnippetEntity::changedRichText))
         s.setRichText(isRichText);
-    if (saved.isCodeSnippet == s.isCodeSnippet())
+    if (unchanged(SnippetEntity::changedCodeSnippet))
         s.setCodeSnippet(isCodeSnippet);
-    if (saved.sameCodeLanguage(s.codeLanguage()))
+    if (unchanged(SnippetEntity::changedCodeLanguage))
         s.setCodeLanguage(codeLanguage);
-    if (saved.sameCreatedAt(s.createdAt()))
+    if (unchanged(SnippetEntity::changedCreatedAt))
         s.setCreatedAt(createdAt);
-    if (saved.sameUpdatedAt(s.updatedAt()))
+    if (unchanged(SnippetEntity::changedUpdatedAt))
         s.setUpdatedAt(updatedAt);
-    if (saved.sameTrashedAt(s.trashedAt()))
+    if (unchanged(SnippetEntity::changedTrashedAt))
         s.setTrashedAt(trashedAt);
+    // What came from the file is no change of this process's.
+    s.m_changed = changed;
+    s.m_storeKey = pk;
 }
 
 void SnippetRow::bindValues(SqliteStatement& st) const
@@ -245,173 +230,4 @@ const char* SnippetRow::updateSql()
     return "UPDATE snippet SET id = ?1, title = ?2, abbreviation = ?3, expanded_text = ?4, "
            "expanded_text_rtf = ?5, is_rich_text = ?6, is_code_snippet = ?7, code_language = ?8, "
            "category_pk = ?9, created_at = ?10, updated_at = ?11, trashed_at = ?12 WHERE pk = ?13";
-}
-
-namespace {
-
-template <typename Value> void keep(const std::optional<Value>& value, Value& saved, bool& present)
-{
-    saved = value.value_or(Value());
-    present = value.has_value();
-}
-
-// The same data is the same text: writing to a string that is shared copies it first.
-template <typename Text>
-bool sameText(const std::optional<Text>& current, const Text& saved, bool present)
-{
-    if (!current)
-        return !present;
-    return present &&
-           ((current->constData() == saved.constData() && current->size() == saved.size()) ||
-            *current == saved);
-}
-
-template <typename Row>
-SnippetFingerprint fingerprintOf(const Row& r, std::int64_t pk, std::int64_t categoryPk)
-{
-    SnippetFingerprint f;
-    f.pk = pk;
-    f.categoryPk = categoryPk;
-    keep(r.id(), f.id, f.hasId);
-    f.codeLanguage = fingerprint(r.codeLanguage());
-    keep(r.title(), f.title, f.hasTitle);
-    keep(r.abbreviation(), f.abbreviation, f.hasAbbreviation);
-    keep(r.expandedText(), f.expandedText, f.hasExpandedText);
-    keep(r.expandedTextRTF(), f.expandedTextRTF, f.hasExpandedTextRTF);
-    keep(r.createdAt(), f.createdAt, f.hasCreatedAt);
-    keep(r.updatedAt(), f.updatedAt, f.hasUpdatedAt);
-    keep(r.trashedAt(), f.trashedAt, f.hasTrashedAt);
-    f.isRichText = r.isRichText();
-    f.isCodeSnippet = r.isCodeSnippet();
-    return f;
-}
-
-// A row read from the file seen through the record's getters, so both kinds of fingerprint
-// come from the same code.
-struct RowView {
-    const SnippetRow& row;
-    const std::optional<QUuid>& id() const { return row.id; }
-    const std::optional<QString>& title() const { return row.title; }
-    const std::optional<QString>& abbreviation() const { return row.abbreviation; }
-    const std::optional<QString>& expandedText() const { return row.expandedText; }
-    const std::optional<QByteArray>& expandedTextRTF() const { return row.expandedTextRTF; }
-    bool isRichText() const { return row.isRichText; }
-    bool isCodeSnippet() const { return row.isCodeSnippet; }
-    const std::optional<QString>& codeLanguage() const { return row.codeLanguage; }
-    const std::optional<QDateTime>& createdAt() const { return row.createdAt; }
-    const std::optional<QDateTime>& updatedAt() const { return row.updatedAt; }
-    const std::optional<QDateTime>& trashedAt() const { return row.trashedAt; }
-};
-
-} // namespace
-
-SnippetFingerprint SnippetFingerprint::of(const SnippetEntity& s, std::int64_t pk,
-                                          std::int64_t categoryPk)
-{
-    return fingerprintOf(s, pk, categoryPk);
-}
-
-SnippetFingerprint SnippetFingerprint::of(const SnippetRow& row)
-{
-    return fingerprintOf(RowView{row}, row.pk, row.categoryPk);
-}
-
-bool SnippetFingerprint::matches(const SnippetEntity& s, std::int64_t category) const
-{
-    // Runs over the whole library at every save, hence the inlined helpers.
-    return categoryPk == category && isRichText == s.isRichText() &&
-           isCodeSnippet == s.isCodeSnippet() && sameDate(s.updatedAt(), updatedAt, hasUpdatedAt) &&
-           sameDate(s.trashedAt(), trashedAt, hasTrashedAt) &&
-           sameDate(s.createdAt(), createdAt, hasCreatedAt) &&
-           sameText(s.title(), title, hasTitle) &&
-           sameText(s.abbreviation(), abbreviation, hasAbbreviation) &&
-           sameText(s.expandedText(), expandedText, hasExpandedText) &&
-           sameText(s.expandedTextRTF(), expandedTextRTF, hasExpandedTextRTF) && sameId(s.id()) &&
-           sameCodeLanguage(s.codeLanguage());
-}
-
-bool SnippetFingerprint::sameId(const std::optional<QUuid>& value) const
-{
-    return value ? hasId && *value == id : !hasId;
-}
-
-bool SnippetFingerprint::sameTitle(const std::optional<QString>& value) const
-{
-    return sameText(value, title, hasTitle);
-}
-
-bool SnippetFingerprint::sameAbbreviation(const std::optional<QString>& value) const
-{
-    return sameText(value, abbreviation, hasAbbreviation);
-}
-
-bool SnippetFingerprint::sameExpandedText(const std::optional<QString>& value) const
-{
-    return sameText(value, expandedText, hasExpandedText);
-}
-
-bool SnippetFingerprint::sameExpandedTextRTF(const std::optional<QByteArray>& value) const
-{
-    return sameText(value, expandedTextRTF, hasExpandedTextRTF);
-}
-
-bool SnippetFingerprint::sameCodeLanguage(const std::optional<QString>& value) const
-{
-    return codeLanguage == fingerprint(value);
-}
-
-bool SnippetFingerprint::sameCreatedAt(const std::optional<QDateTime>& value) const
-{
-    return sameDate(value, createdAt, hasCreatedAt);
-}
-
-bool SnippetFingerprint::sameUpdatedAt(const std::optional<QDateTime>& value) const
-{
-    return sameDate(value, updatedAt, hasUpdatedAt);
-}
-
-bool SnippetFingerprint::sameTrashedAt(const std::optional<QDateTime>& value) const
-{
-    return sameDate(value, trashedAt, hasTrashedAt);
-}
-
-const SnippetFingerprint* SavedSnippets::find(const SnippetEntity* snippet) const
-{
-    const auto it = m_slots.constFind(snippet);
-    return it == m_slots.cend() ? nullptr : &m_fingerprints[it.value()];
-}
-
-void SavedSnippets::insert(const SnippetEntity* snippet, SnippetFingerprint fingerprint)
-{
-    if (const auto it = m_slots.constFind(snippet); it != m_slots.cend()) {
-        m_fingerprints[it.value()] = std::move(fingerprint);
-        return;
-    }
-    std::uint32_t slot = 0;
-    if (m_freeSlots.empty()) {
-        slot = static_cast<std::uint32_t>(m_fingerprints.size());
-        m_fingerprints.push_back(std::move(fingerprint));
-    } else {
-        slot = m_freeSlots.back();
-        m_freeSlots.pop_back();
-        m_fingerprints[slot] = std::move(fingerprint);
-    }
-    m_slots.insert(snippet, slot);
-}
-
-void SavedSnippets::remove(const SnippetEntity* snippet)
-{
-    const auto it = m_slots.constFind(snippet);
-    if (it == m_slots.cend())
-        return;
-    // The slot waits for the next insert; the texts it shared are let go now.
-    m_fingerprints[it.value()] = SnippetFingerprint();
-    m_freeSlots.push_back(it.value());
-    m_slots.erase(it);
-}
-
-void SavedSnippets::reserve(qsizetype size)
-{
-    m_slots.reserve(size);
-    m_fingerprints.reserve(std::size_t(size));
 }

@@ -2,12 +2,10 @@
 
 #include <QByteArray>
 #include <QDateTime>
-#include <QHash>
 #include <QString>
 #include <QUuid>
 #include <cstdint>
 #include <optional>
-#include <vector>
 
 class CategoryEntity;
 class SnippetEntity;
@@ -41,8 +39,6 @@ struct CategoryRow {
     friend bool operator==(const CategoryRow&, const CategoryRow&) = default;
 };
 
-struct SnippetFingerprint;
-
 struct SnippetRow {
     std::int64_t pk = 0;
     std::optional<QUuid> id;
@@ -60,9 +56,12 @@ struct SnippetRow {
 
     static SnippetRow of(const SnippetEntity& snippet, std::int64_t pk, std::int64_t categoryPk);
     static SnippetRow read(const SqliteStatement& row);
-    // The category is resolved by the caller, which knows the rows' keys.
+    // A record read from the file: it takes every column and holds no change of its own. The
+    // category is resolved by the caller, which knows the rows' keys.
     void applyTo(SnippetEntity& snippet) const;
-    void mergeInto(SnippetEntity& snippet, const SnippetFingerprint& saved) const;
+    // Takes the stored value of every column the record has not changed since it was saved;
+    // the category is the caller's.
+    void mergeInto(SnippetEntity& snippet) const;
     void bindValues(SqliteStatement& statement) const; // parameters 1..12
 
     static const char* selectSql();
@@ -70,71 +69,4 @@ struct SnippetRow {
     static const char* updateSql(); // parameter 13: pk
 
     friend bool operator==(const SnippetRow&, const SnippetRow&) = default;
-};
-
-// A snippet as last saved, kept for every stored snippet without a second copy of anything:
-// enough to tell, column by column, whether a record still holds what was saved. The texts
-// are the record's own implicitly shared values, not copies: while the fingerprint holds one,
-// an unchanged record still points at the same data, which compares without reading it. The
-// code language, rarely set, is a 64-bit hash; the rest is exact.
-struct SnippetFingerprint {
-    std::int64_t pk = 0;
-    std::int64_t categoryPk = 0;
-    std::uint64_t codeLanguage = 0;
-    QUuid id;      // null when absent
-    QString title; // null when absent, as the three below
-    QString abbreviation;
-    QString expandedText;
-    QByteArray expandedTextRTF;
-    QDateTime createdAt; // invalid when absent, as the two below
-    QDateTime updatedAt;
-    QDateTime trashedAt;
-    bool isRichText = false;
-    bool isCodeSnippet = false;
-    bool hasTitle = false;
-    bool hasAbbreviation = false;
-    bool hasExpandedText = false;
-    bool hasExpandedTextRTF = false;
-    bool hasCreatedAt = false;
-    bool hasUpdatedAt = false;
-    bool hasTrashedAt = false;
-    bool hasId = false;
-
-    static SnippetFingerprint of(const SnippetEntity& snippet, std::int64_t pk,
-                                 std::int64_t categoryPk);
-    static SnippetFingerprint of(const SnippetRow& row);
-    // Whether the record still holds the saved values.
-    bool matches(const SnippetEntity& snippet, std::int64_t categoryPk) const;
-
-    bool sameId(const std::optional<QUuid>& id) const;
-    bool sameTitle(const std::optional<QString>& title) const;
-    bool sameAbbreviation(const std::optional<QString>& abbreviation) const;
-    bool sameExpandedText(const std::optional<QString>& text) const;
-    bool sameExpandedTextRTF(const std::optional<QByteArray>& rtf) const;
-    bool sameCodeLanguage(const std::optional<QString>& language) const;
-    bool sameCreatedAt(const std::optional<QDateTime>& at) const;
-    bool sameUpdatedAt(const std::optional<QDateTime>& at) const;
-    bool sameTrashedAt(const std::optional<QDateTime>& at) const;
-};
-
-// The fingerprints of the stored snippets, in one plain array found through a small index: a
-// hash holding such large values leaves much of its room unused.
-class SavedSnippets {
-public:
-    // Valid until the next insert.
-    const SnippetFingerprint* find(const SnippetEntity* snippet) const;
-    void insert(const SnippetEntity* snippet, SnippetFingerprint fingerprint);
-    void remove(const SnippetEntity* snippet);
-    void reserve(qsizetype size);
-    qsizetype size() const { return m_slots.size(); }
-    template <typename Visit> void forEach(Visit visit) const
-    {
-        for (auto it = m_slots.cbegin(); it != m_slots.cend(); ++it)
-            visit(it.key(), m_fingerprints[it.value()]);
-    }
-
-private:
-    QHash<const SnippetEntity*, std::uint32_t> m_slots;
-    std::vector<SnippetFingerprint> m_fingerprints;
-    std::vector<std::uint32_t> m_freeSlots;
 };
