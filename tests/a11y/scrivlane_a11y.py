@@ -541,12 +541,15 @@ class Session:
         self.spawn("openbox", ["openbox", "--sm-disable"])
         wait_until("openbox to manage the screen", self._window_manager_running, timeout=10.0)
         if tray_height:
-            self.spawn("trayer", ["trayer", "--edge", "top", "--align", "right", "--margin", "48",
-                                  "--widthtype", "pixel", "--width", "96",
-                                  "--height", str(tray_height)])
-            wait_until("trayer to host the system tray",
-                       lambda: self._selection_owned(b"_NET_SYSTEM_TRAY_S0"), timeout=10.0)
+            self.start_tray(tray_height)
         self._start_accessibility_bus()
+
+    def start_tray(self, height=24):
+        """Starts trayer as the system tray and waits until it hosts it."""
+        self.spawn("trayer", ["trayer", "--edge", "top", "--align", "right", "--margin", "48",
+                              "--widthtype", "pixel", "--width", "96", "--height", str(height)])
+        wait_until("trayer to host the system tray",
+                   lambda: self._selection_owned(b"_NET_SYSTEM_TRAY_S0"), timeout=10.0)
 
     def _start_x_server(self):
         read_end, write_end = os.pipe()
@@ -702,10 +705,6 @@ class Session:
                     width, height, x, y = map(int, match.group(2, 3, 4, 5))
                     return (window, x, y, width, height)
         return None
-
-    def click_tray_icon(self, button=1):
-        _, x, y, width, height = self.tray_icon()
-        self.xdotool("mousemove", "--sync", x + width // 2, y + height // 2, "click", button)
 
     def open_tray_menu(self, app):
         """Right-clicks the tray icon and returns its context menu once it is on screen."""

@@ -26,7 +26,23 @@ QString detected(std::optional<bool> d)
     return d ? (*d ? u"true"_s : u"false"_s) : u"unknown"_s;
 }
 
+struct Refresh {
+    AIProvider provider;
+    QVariantMap properties{};
+    QString key = u"k"_s; // empty: none stored
+    QStringList before{}; // availableModels before the refresh
+    int status = 200;
+    QByteArray body{};
+    QByteArray path{}; // empty: no request expected
+    QString authorization = u"Bearer k"_s;
+    QStringList models{};
+    QString model{};
+    QString ollamaDetected = u"unknown"_s;
+};
+
 } // namespace
+
+Q_DECLARE_METATYPE(Refresh)
 
 class TestAIModels : public QObject {
     Q_OBJECT
@@ -60,18 +76,7 @@ void TestAIModels::init()
 
 void TestAIModels::refresh_data()
 {
-    QTest::addColumn<AIProvider>("provider");
-    QTest::addColumn<QVariantMap>("properties");
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QStringList>("before"); // availableModels before the refresh
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<QByteArray>("path"); // empty: no request expected
-    QTest::addColumn<QString>("authorization");
-    QTest::addColumn<QStringList>("models");
-    QTest::addColumn<QString>("model");
-    QTest::addColumn<QString>("ollamaDetected");
-
+    QTest::addColumn<Refresh>("r");
     const QVariant port = QVariant::fromValue<qint64>(m_server.port());
     const QVariant deadPort = QVariant::fromValue<qint64>(HttpTestServer::unusedPort());
     const QVariantMap ollama{{u"ollamaPort"_s, port}};
@@ -79,129 +84,94 @@ void TestAIModels::refresh_data()
                              {u"model"_s, u"m"_s}};
     const QStringList openAIDefaults = defaultModels(AIProvider::openAI);
     const QStringList grokDefaults = defaultModels(AIProvider::grok);
-    const QString bearer = u"Bearer k"_s;
+    using P = AIProvider;
 
     // clang-format off
-    QTest::newRow("openai filter example")
-        << AIProvider::openAI << QVariantMap{} << u"k"_s << openAIDefaults << 200
-        << dataList({u"gpt-4o"_s, u"text-embedding-3-small"_s, u"o1-mini"_s, u"gpt-4o-realtime-preview"_s, u"dall-e-3"_s, u"chatgpt-4o-latest"_s})
-        << QByteArray("/openai/v1/models") << bearer << QStringList{u"gpt-4o"_s, u"o1-mini"_s} << u"gpt-4o"_s << u"unknown"_s;
-    QTest::newRow("openai exclusions are substrings, case-blind")
-        << AIProvider::openAI << QVariantMap{} << u"k"_s << openAIDefaults << 200
-        << dataList({u"GPT-4o-Audio"_s, u"gpt-4o-mini"_s, u"o3-canada"_s, u"gpt-3.5-turbo-instruct"_s, u"o5"_s, u"gpt-tts"_s})
-        << QByteArray("/openai/v1/models") << bearer << QStringList{u"gpt-4o-mini"_s, u"o5"_s} << u"gpt-4o-mini"_s << u"unknown"_s;
-    QTest::newRow("grok: seven exclusions, sorted")
-        << AIProvider::grok << QVariantMap{} << u"k"_s << grokDefaults << 200
-        << dataList({u"grok-3"_s, u"grok-2-image"_s, u"grok-embedding"_s, u"Grok-Beta"_s, u"grok-3-mini"_s, u"grok-realtime"_s})
-        << QByteArray("/xai/v1/models") << bearer << QStringList{u"Grok-Beta"_s, u"grok-2-image"_s, u"grok-3"_s, u"grok-3-mini"_s, u"grok-realtime"_s} << u"grok-3-mini"_s << u"unknown"_s;
-    QTest::newRow("custom: filtered, first model when default absent")
-        << AIProvider::custom << custom << u"k"_s << QStringList{} << 200
-        << dataList({u"zeta"_s, u"whisper-1"_s, u"alpha-tts"_s, u"Beta"_s, u"alpha"_s})
-        << QByteArray("/c/v1/models") << bearer << QStringList{u"Beta"_s, u"alpha"_s, u"zeta"_s} << u"Beta"_s << u"unknown"_s;
-    QTest::newRow("custom: current model kept")
-        << AIProvider::custom << custom << u"k"_s << QStringList{} << 200
-        << dataList({u"z"_s, u"m"_s})
-        << QByteArray("/c/v1/models") << bearer << QStringList{u"m"_s, u"z"_s} << u"m"_s << u"unknown"_s;
-    QTest::newRow("anthropic: all ids, sorted, x-api-key")
-        << AIProvider::anthropic << QVariantMap{{u"model"_s, u"gone"_s}} << u"k"_s << QStringList{} << 200
-        << dataList({u"claude-sonnet-4-6"_s, u"claude-embedding"_s, u"claude-haiku-4-5-20251001"_s})
-        << QByteArray("/anthropic/v1/models") << QString() << QStringList{u"claude-embedding"_s, u"claude-haiku-4-5-20251001"_s, u"claude-sonnet-4-6"_s} << u"claude-haiku-4-5-20251001"_s << u"unknown"_s;
-    QTest::newRow("anthropic enterprise: bearer")
-        << AIProvider::anthropic << QVariantMap{{u"anthropicEnterpriseBaseURL"_s, QVariant(m_server.baseUrl() + u"/ent//"_s)}} << u"k"_s << QStringList{} << 200
-        << dataList({u"b"_s, u"a"_s})
-        << QByteArray("/ent/models") << bearer << QStringList{u"a"_s, u"b"_s} << u"a"_s << u"unknown"_s;
-    QTest::newRow("sort: upper case first, prefix first")
-        << AIProvider::grok << QVariantMap{} << u"k"_s << grokDefaults << 200
-        << dataList({u"ab"_s, u"a"_s, u"B"_s, u"a-b"_s})
-        << QByteArray("/xai/v1/models") << bearer << QStringList{u"B"_s, u"a"_s, u"a-b"_s, u"ab"_s} << u"B"_s << u"unknown"_s;
-    QTest::newRow("ollama: as received, detected")
-        << AIProvider::ollama << ollama << QString() << QStringList{} << 200
-        << ollamaList({u"qwen:7b"_s, u"llama3.2:latest"_s, u"all-minilm-embedding"_s})
-        << QByteArray("/api/tags") << QString() << QStringList{u"qwen:7b"_s, u"llama3.2:latest"_s, u"all-minilm-embedding"_s} << u"qwen:7b"_s << u"true"_s;
-    QTest::newRow("ollama: nothing pulled")
-        << AIProvider::ollama << ollama << QString() << QStringList{} << 200 << ollamaList({})
-        << QByteArray("/api/tags") << QString() << QStringList{} << u"llama3.2"_s << u"false"_s;
-    QTest::newRow("ollama: error status is not running")
-        << AIProvider::ollama << ollama << QString() << QStringList{u"x"_s} << 500 << QByteArray()
-        << QByteArray("/api/tags") << QString() << QStringList{} << u"llama3.2"_s << u"false"_s;
-    QTest::newRow("ollama: nothing listening")
-        << AIProvider::ollama << QVariantMap{{u"ollamaPort"_s, deadPort}} << QString() << QStringList{u"x"_s} << 200 << QByteArray()
-        << QByteArray() << QString() << QStringList{} << u"llama3.2"_s << u"false"_s;
-    QTest::newRow("ollama: undecodable reply changes nothing")
-        << AIProvider::ollama << ollama << QString() << QStringList{u"x"_s} << 200 << QByteArray(R"({"models":[{"size":1}]})")
-        << QByteArray("/api/tags") << QString() << QStringList{u"x"_s} << u"llama3.2"_s << u"unknown"_s;
-    QTest::newRow("openai without key: built-in list, no traffic")
-        << AIProvider::openAI << QVariantMap{} << QString() << QStringList{u"x"_s} << 200 << dataList({u"gpt-9"_s})
-        << QByteArray() << QString() << openAIDefaults << u"gpt-4o-mini"_s << u"unknown"_s;
-    QTest::newRow("custom without key: empty, no traffic")
-        << AIProvider::custom << custom << QString() << QStringList{u"x"_s} << 200 << dataList({u"a"_s})
-        << QByteArray() << QString() << QStringList{} << u"m"_s << u"unknown"_s;
-    QTest::newRow("401 leaves a list as it was")
-        << AIProvider::openAI << QVariantMap{} << u"k"_s << QStringList{u"kept"_s} << 401 << QByteArray(R"({"error":{"message":"no"}})")
-        << QByteArray("/openai/v1/models") << bearer << QStringList{u"kept"_s} << u"gpt-4o-mini"_s << u"unknown"_s;
-    QTest::newRow("401 fills an empty list for anthropic")
-        << AIProvider::anthropic << QVariantMap{} << u"k"_s << QStringList{} << 401 << QByteArray()
-        << QByteArray("/anthropic/v1/models") << QString() << defaultModels(AIProvider::anthropic) << u"claude-haiku-4-5-20251001"_s << u"unknown"_s;
-    QTest::newRow("401 leaves custom empty")
-        << AIProvider::custom << custom << u"k"_s << QStringList{} << 401 << QByteArray()
-        << QByteArray("/c/v1/models") << bearer << QStringList{} << u"m"_s << u"unknown"_s;
-    QTest::newRow("200 that does not decode: built-in list for an empty one")
-        << AIProvider::grok << QVariantMap{} << u"k"_s << QStringList{} << 200 << QByteArray(R"({"data":[{"name":"x"}]})")
-        << QByteArray("/xai/v1/models") << bearer << grokDefaults << u"grok-3-mini"_s << u"unknown"_s;
-    QTest::newRow("empty list from the server is kept, model too")
-        << AIProvider::grok << QVariantMap{} << u"k"_s << grokDefaults << 200 << dataList({})
-        << QByteArray("/xai/v1/models") << bearer << QStringList{} << u"grok-3-mini"_s << u"unknown"_s;
+    QTest::newRow("openai filter example") << Refresh{.provider = P::openAI, .before = openAIDefaults,
+        .body = dataList({u"gpt-4o"_s, u"text-embedding-3-small"_s, u"o1-mini"_s, u"gpt-4o-realtime-preview"_s, u"dall-e-3"_s, u"chatgpt-4o-latest"_s}),
+        .path = "/openai/v1/models", .models = {u"gpt-4o"_s, u"o1-mini"_s}, .model = u"gpt-4o"_s};
+    QTest::newRow("openai exclusions are substrings, case-blind") << Refresh{.provider = P::openAI, .before = openAIDefaults,
+        .body = dataList({u"GPT-4o-Audio"_s, u"gpt-4o-mini"_s, u"o3-canada"_s, u"gpt-3.5-turbo-instruct"_s, u"o5"_s, u"gpt-tts"_s}),
+        .path = "/openai/v1/models", .models = {u"gpt-4o-mini"_s, u"o5"_s}, .model = u"gpt-4o-mini"_s};
+    QTest::newRow("grok: seven exclusions, sorted") << Refresh{.provider = P::grok, .before = grokDefaults,
+        .body = dataList({u"grok-3"_s, u"grok-2-image"_s, u"grok-embedding"_s, u"Grok-Beta"_s, u"grok-3-mini"_s, u"grok-realtime"_s}),
+        .path = "/xai/v1/models", .models = {u"Grok-Beta"_s, u"grok-2-image"_s, u"grok-3"_s, u"grok-3-mini"_s, u"grok-realtime"_s}, .model = u"grok-3-mini"_s};
+    QTest::newRow("custom: filtered, first model when default absent") << Refresh{.provider = P::custom, .properties = custom,
+        .body = dataList({u"zeta"_s, u"whisper-1"_s, u"alpha-tts"_s, u"Beta"_s, u"alpha"_s}),
+        .path = "/c/v1/models", .models = {u"Beta"_s, u"alpha"_s, u"zeta"_s}, .model = u"Beta"_s};
+    QTest::newRow("custom: current model kept") << Refresh{.provider = P::custom, .properties = custom,
+        .body = dataList({u"z"_s, u"m"_s}), .path = "/c/v1/models", .models = {u"m"_s, u"z"_s}, .model = u"m"_s};
+    QTest::newRow("anthropic: all ids, sorted, x-api-key") << Refresh{.provider = P::anthropic, .properties = {{u"model"_s, u"gone"_s}},
+        .body = dataList({u"claude-sonnet-4-6"_s, u"claude-embedding"_s, u"claude-haiku-4-5-20251001"_s}), .path = "/anthropic/v1/models", .authorization = {},
+        .models = {u"claude-embedding"_s, u"claude-haiku-4-5-20251001"_s, u"claude-sonnet-4-6"_s}, .model = u"claude-haiku-4-5-20251001"_s};
+    QTest::newRow("anthropic enterprise: bearer") << Refresh{.provider = P::anthropic, .properties = {{u"anthropicEnterpriseBaseURL"_s, QVariant(m_server.baseUrl() + u"/ent//"_s)}},
+        .body = dataList({u"b"_s, u"a"_s}), .path = "/ent/models", .models = {u"a"_s, u"b"_s}, .model = u"a"_s};
+    QTest::newRow("sort: upper case first, prefix first") << Refresh{.provider = P::grok, .before = grokDefaults,
+        .body = dataList({u"ab"_s, u"a"_s, u"B"_s, u"a-b"_s}), .path = "/xai/v1/models", .models = {u"B"_s, u"a"_s, u"a-b"_s, u"ab"_s}, .model = u"B"_s};
+    QTest::newRow("ollama: as received, detected") << Refresh{.provider = P::ollama, .properties = ollama, .key = {},
+        .body = ollamaList({u"qwen:7b"_s, u"llama3.2:latest"_s, u"all-minilm-embedding"_s}), .path = "/api/tags", .authorization = {},
+        .models = {u"qwen:7b"_s, u"llama3.2:latest"_s, u"all-minilm-embedding"_s}, .model = u"qwen:7b"_s, .ollamaDetected = u"true"_s};
+    QTest::newRow("ollama: nothing pulled") << Refresh{.provider = P::ollama, .properties = ollama, .key = {},
+        .body = ollamaList({}), .path = "/api/tags", .authorization = {}, .model = u"llama3.2"_s, .ollamaDetected = u"false"_s};
+    QTest::newRow("ollama: error status is not running") << Refresh{.provider = P::ollama, .properties = ollama, .key = {}, .before = {u"x"_s},
+        .status = 500, .path = "/api/tags", .authorization = {}, .model = u"llama3.2"_s, .ollamaDetected = u"false"_s};
+    QTest::newRow("ollama: nothing listening") << Refresh{.provider = P::ollama, .properties = {{u"ollamaPort"_s, deadPort}}, .key = {}, .before = {u"x"_s},
+        .authorization = {}, .model = u"llama3.2"_s, .ollamaDetected = u"false"_s};
+    QTest::newRow("ollama: undecodable reply changes nothing") << Refresh{.provider = P::ollama, .properties = ollama, .key = {}, .before = {u"x"_s},
+        .body = R"({"models":[{"size":1}]})", .path = "/api/tags", .authorization = {}, .models = {u"x"_s}, .model = u"llama3.2"_s};
+    QTest::newRow("openai without key: built-in list, no traffic") << Refresh{.provider = P::openAI, .key = {}, .before = {u"x"_s},
+        .body = dataList({u"gpt-9"_s}), .models = openAIDefaults, .model = u"gpt-4o-mini"_s};
+    QTest::newRow("custom without key: empty, no traffic") << Refresh{.provider = P::custom, .properties = custom, .key = {}, .before = {u"x"_s},
+        .body = dataList({u"a"_s}), .model = u"m"_s};
+    QTest::newRow("401 leaves a list as it was") << Refresh{.provider = P::openAI, .before = {u"kept"_s},
+        .status = 401, .body = R"({"error":{"message":"no"}})", .path = "/openai/v1/models", .models = {u"kept"_s}, .model = u"gpt-4o-mini"_s};
+    QTest::newRow("401 fills an empty list for anthropic") << Refresh{.provider = P::anthropic, .status = 401, .path = "/anthropic/v1/models",
+        .authorization = {}, .models = defaultModels(AIProvider::anthropic), .model = u"claude-haiku-4-5-20251001"_s};
+    QTest::newRow("401 leaves custom empty") << Refresh{.provider = P::custom, .properties = custom, .status = 401, .path = "/c/v1/models", .model = u"m"_s};
+    QTest::newRow("200 that does not decode: built-in list for an empty one") << Refresh{.provider = P::grok,
+        .body = R"({"data":[{"name":"x"}]})", .path = "/xai/v1/models", .models = grokDefaults, .model = u"grok-3-mini"_s};
+    QTest::newRow("empty list from the server is kept, model too") << Refresh{.provider = P::grok, .before = grokDefaults,
+        .body = dataList({}), .path = "/xai/v1/models", .model = u"grok-3-mini"_s};
     // clang-format on
 }
 
 void TestAIModels::refresh()
 {
-    QFETCH(AIProvider, provider);
-    QFETCH(QVariantMap, properties);
-    QFETCH(QString, key);
-    QFETCH(QStringList, before);
-    QFETCH(int, status);
-    QFETCH(QByteArray, body);
-    QFETCH(QByteArray, path);
-    QFETCH(QString, authorization);
-    QFETCH(QStringList, models);
-    QFETCH(QString, model);
-    QFETCH(QString, ollamaDetected);
-
-    m_server.setReply({status, body});
+    QFETCH(Refresh, r);
+    m_server.setReply({r.status, r.body});
     AIHarness h(m_server);
     AIService& s = h.start();
-    s.setProvider(provider);
-    for (auto it = properties.cbegin(); it != properties.cend(); ++it)
+    s.setProvider(r.provider);
+    for (auto it = r.properties.cbegin(); it != r.properties.cend(); ++it)
         QVERIFY(s.setProperty(it.key().toUtf8().constData(), it.value()));
-    s.setAvailableModels(before);
+    s.setAvailableModels(r.before);
     s.setModel(s.model()); // stored now, so the file shows whether a correction is stored too
-    if (!key.isEmpty())
-        h.setKey(provider, key);
+    if (!r.key.isEmpty())
+        h.setKey(r.provider, r.key);
     QSignalSpy fetching(&s, &AIService::isFetchingModelsChanged);
 
     h.refresh();
-    QCOMPARE(s.availableModels(), models);
-    QCOMPARE(s.model(), model);
-    QCOMPARE(detected(s.ollamaDetected()), ollamaDetected);
+    QCOMPARE(s.availableModels(), r.models);
+    QCOMPARE(s.model(), r.model);
+    QCOMPARE(detected(s.ollamaDetected()), r.ollamaDetected);
     QCOMPARE(s.isFetchingModels(), false);
     QCOMPARE(s.connectionStatus(), AIConnectionStatus{});
     h.settings.sync();
     QCOMPARE(QSettings(h.settings.fileName(), QSettings::IniFormat).value(u"ai_model"_s).toString(),
-             model);
-    if (path.isEmpty()) {
+             r.model);
+    if (r.path.isEmpty()) {
         QVERIFY(m_server.requests().isEmpty());
-        QCOMPARE(fetching.size(), provider == AIProvider::ollama ? 2 : 0);
+        QCOMPARE(fetching.size(), r.provider == AIProvider::ollama ? 2 : 0);
         return;
     }
     QCOMPARE(fetching.size(), 2);
     QCOMPARE(m_server.requests().size(), 1);
     const RecordedRequest& request = m_server.requests().first();
     QCOMPARE(request.method, QByteArray("GET"));
-    QCOMPARE(request.path, path);
+    QCOMPARE(request.path, r.path);
     QCOMPARE(QString::fromUtf8(request.header("Authorization").value_or(QByteArray())),
-             authorization);
-    const bool publicAnthropic = provider == AIProvider::anthropic && authorization.isEmpty();
+             r.authorization);
+    const bool publicAnthropic = r.provider == AIProvider::anthropic && r.authorization.isEmpty();
     QCOMPARE(request.header("x-api-key").value_or(QByteArray()),
              publicAnthropic ? QByteArray("k") : QByteArray());
     QCOMPARE(request.header("anthropic-version").value_or(QByteArray()),

@@ -1,5 +1,6 @@
 #include "platform/secrets/FileSecretStore.h"
 #include "platform/secrets/KeychainSecretStore.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -20,12 +21,6 @@ int modeOf(const QString& path)
     if (::stat(QFile::encodeName(path).constData(), &info) != 0)
         return -1;
     return static_cast<int>(info.st_mode & 07777);
-}
-
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(missing)");
 }
 
 // Sets the umask for one scope: the store must not depend on the caller's.
@@ -92,11 +87,7 @@ void TestSecretStore::fileModeAndContent()
     QTemporaryDir dir;
     const QString path = dir.filePath(u"keys/secrets.json"_s);
     if (existingMode >= 0) {
-        QVERIFY(QDir(dir.path()).mkdir(u"keys"_s));
-        QFile old(path);
-        QVERIFY(old.open(QIODevice::WriteOnly));
-        old.write(R"({"svc":{"old":"o"}})");
-        old.close();
+        QVERIFY(!TestFiles::write(path, R"({"svc":{"old":"o"}})").isEmpty());
         QVERIFY(::chmod(QFile::encodeName(path).constData(), static_cast<mode_t>(existingMode)) ==
                 0);
     }
@@ -111,7 +102,7 @@ void TestSecretStore::fileModeAndContent()
     const QByteArray expected = existingMode >= 0
                                     ? R"({"other":{"a":"x"},"svc":{"a":"sk-ä2","old":"o"}})"
                                     : R"({"other":{"a":"x"},"svc":{"a":"sk-ä2"}})";
-    QCOMPARE(QJsonDocument::fromJson(contentOf(path)).toJson(QJsonDocument::Compact),
+    QCOMPARE(QJsonDocument::fromJson(TestFiles::read(path)).toJson(QJsonDocument::Compact),
              QByteArray(expected));
     QCOMPARE(store.readNow(u"svc"_s, u"a"_s), u"sk-ä2"_s);
     QCOMPARE(store.readNow(u"svc"_s, u"missing"_s), std::nullopt);
@@ -127,7 +118,7 @@ void TestSecretStore::lastSecretRemovedRemovesFile()
     QVERIFY(store.writeNow(u"svc"_s, u"a"_s, u"1"_s));
     QVERIFY(store.writeNow(u"svc"_s, u"b"_s, u"2"_s));
     QVERIFY(store.removeNow(u"svc"_s, u"a"_s));
-    QCOMPARE(contentOf(path), QByteArray(R"({"svc":{"b":"2"}})"));
+    QCOMPARE(TestFiles::read(path), QByteArray(R"({"svc":{"b":"2"}})"));
     QVERIFY(store.removeNow(u"svc"_s, u"never"_s));
     QVERIFY(store.removeNow(u"svc"_s, u"b"_s));
     QVERIFY(!QFile::exists(path));
@@ -136,10 +127,7 @@ void TestSecretStore::lastSecretRemovedRemovesFile()
 void TestSecretStore::unreadableFileIsReplaced()
 {
     const QString path = m_dir.filePath(u"broken.json"_s);
-    QFile broken(path);
-    QVERIFY(broken.open(QIODevice::WriteOnly));
-    broken.write("{not json");
-    broken.close();
+    QVERIFY(!TestFiles::write(path, "{not json").isEmpty());
     FileSecretStore store(path);
     QCOMPARE(store.readNow(u"svc"_s, u"a"_s), std::nullopt);
     QVERIFY(store.writeNow(u"svc"_s, u"a"_s, u"1"_s));
@@ -150,10 +138,7 @@ void TestSecretStore::unreadableFileIsReplaced()
 void TestSecretStore::linkInTheFilesPlaceIsRefused()
 {
     const QString target = m_dir.filePath(u"planted.json"_s);
-    QFile planted(target);
-    QVERIFY(planted.open(QIODevice::WriteOnly));
-    planted.write(R"({"svc":{"a":"attacker's key"}})");
-    planted.close();
+    QVERIFY(!TestFiles::write(target, R"({"svc":{"a":"attacker's key"}})").isEmpty());
     const QString path = m_dir.filePath(u"linked.json"_s);
     QVERIFY(QFile::link(target, path));
 
@@ -161,7 +146,7 @@ void TestSecretStore::linkInTheFilesPlaceIsRefused()
     QCOMPARE(store.readNow(u"svc"_s, u"a"_s), std::nullopt);
     QVERIFY(!store.writeNow(u"svc"_s, u"a"_s, u"sk-mine"_s));
     QVERIFY(QFileInfo(path).isSymLink());
-    QCOMPARE(contentOf(target), QByteArray(R"({"svc":{"a":"attacker's key"}})"));
+    QCOMPARE(TestFiles::read(target), QByteArray(R"({"svc":{"a":"attacker's key"}})"));
 }
 
 void TestSecretStore::callbacksComeLaterAndOnlyToLiveContexts()
@@ -217,7 +202,7 @@ void TestSecretStore::keychainFallsBackToFile()
                                   u"written"_s}));
     QVERIFY(store.usingFallback());
     QCOMPARE(modeOf(path), 0600);
-    QCOMPARE(contentOf(path), QByteArray(R"({"svc":{"b":"k2"}})"));
+    QCOMPARE(TestFiles::read(path), QByteArray(R"({"svc":{"b":"k2"}})"));
     QCOMPARE(secretsMessages, 1);
 }
 

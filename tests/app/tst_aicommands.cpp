@@ -1,6 +1,7 @@
 #include "support/CommandRun.h"
 #include "support/HttpTestServer.h"
 #include "support/MissingTool.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,8 +15,6 @@
 
 using namespace Qt::StringLiterals;
 
-Q_DECLARE_METATYPE(CannedReply)
-
 namespace {
 
 using Run = CommandRun;
@@ -23,12 +22,6 @@ using Run = CommandRun;
 QByteArray chatReply(const QByteArray& content)
 {
     return R"({"choices":[{"message":{"role":"assistant","content":")" + content + R"("}}]})";
-}
-
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 } // namespace
@@ -42,12 +35,7 @@ private Q_SLOTS:
     void config();
     void providerSwitch();
     void keyCompleteAndClear();
-    void completeFailures_data();
-    void completeFailures();
-    void enterpriseWireFormat();
-    void models_data();
     void models();
-    void connectionTest_data();
     void connectionTest();
     void badKeyRefused_data();
     void badKeyRefused();
@@ -109,23 +97,12 @@ void TestAiCommands::config_data()
 
     // clang-format off
     QTest::newRow("switch default") << L{} << get(u"tw_expansionEnabled"_s) << 0 << u"true\n"_s;
-    QTest::newRow("number default") << L{} << get(u"tw_soundVolume"_s) << 0 << u"0.8\n"_s;
-    QTest::newRow("string default") << L{} << get(u"tw_selectedSound"_s) << 0 << u"Tink\n"_s;
     QTest::newRow("no default, not set") << L{} << get(u"tw_customSoundPath"_s) << 1 << QString();
     QTest::newRow("ai defaults follow the provider") << L{} << get(u"ai_base_url"_s) << 0 << u"https://api.openai.com/v1\n"_s;
-    QTest::newRow("ai temperature default") << L{} << get(u"ai_temperature"_s) << 0 << u"0.7\n"_s;
-    QTest::newRow("switch") << L{set(u"tw_soundEnabled"_s, u"false"_s)} << get(u"tw_soundEnabled"_s) << 0 << u"false\n"_s;
-    QTest::newRow("number") << L{set(u"tw_soundVolume"_s, u"0.25"_s)} << get(u"tw_soundVolume"_s) << 0 << u"0.25\n"_s;
-    QTest::newRow("integer") << L{set(u"ai_max_tokens"_s, u"2048"_s)} << get(u"ai_max_tokens"_s) << 0 << u"2048\n"_s;
-    QTest::newRow("text with spaces") << L{set(u"ai_system_prompt"_s, u"Be brief, please."_s)} << get(u"ai_system_prompt"_s) << 0 << u"Be brief, please.\n"_s;
-    QTest::newRow("date") << L{set(u"tw_lastBackupDate"_s, u"2026-01-02T04:04:05+01:00"_s)} << get(u"tw_lastBackupDate"_s) << 0 << u"2026-01-02T03:04:05.000Z\n"_s;
-    QTest::newRow("beta channel") << L{set(u"betaUpdatesEnabled"_s, u"true"_s)} << get(u"betaUpdatesEnabled"_s) << 0 << u"true\n"_s;
     QTest::newRow("raw provider: model default follows") << L{set(u"ai_provider"_s, u"anthropic"_s)} << get(u"ai_model"_s) << 0 << u"claude-haiku-4-5-20251001\n"_s;
     QTest::newRow("unknown key, get") << L{} << get(u"tw_nope"_s) << 2 << QString();
     QTest::newRow("unknown key, set") << L{} << set(u"ai_api_key"_s, u"x"_s) << 2 << QString();
     QTest::newRow("not a switch") << L{} << set(u"tw_soundEnabled"_s, u"yes"_s) << 2 << QString();
-    QTest::newRow("not a number") << L{} << set(u"ai_temperature"_s, u"warm"_s) << 2 << QString();
-    QTest::newRow("not a whole number") << L{} << set(u"ai_ollama_port"_s, u"80.5"_s) << 2 << QString();
     QTest::newRow("not a provider") << L{} << set(u"ai_provider"_s, u"gemini"_s) << 2 << QString();
     QTest::newRow("not a date") << L{} << set(u"tw_lastBackupDate"_s, u"yesterday"_s) << 2 << QString();
     QTest::newRow("value missing") << L{} << QStringList{u"config"_s, u"set"_s, u"ai_model"_s} << 2 << QString();
@@ -173,8 +150,8 @@ void TestAiCommands::keyCompleteAndClear()
     struct stat info {};
     QCOMPARE(::stat(QFile::encodeName(secrets).constData(), &info), 0);
     QCOMPARE(info.st_mode & 0777, 0600u);
-    QVERIFY(readFile(secrets).contains(R"("ai_api_key_custom":"sk-cli-1")"));
-    QVERIFY(!readFile(m_home->filePath(u"config/settings.ini"_s)).contains("sk-cli"));
+    QVERIFY(TestFiles::read(secrets).contains(R"("ai_api_key_custom":"sk-cli-1")"));
+    QVERIFY(!TestFiles::read(m_home->filePath(u"config/settings.ini"_s)).contains("sk-cli"));
 
     const Run reply = scrivlane({u"ai"_s, u"complete"_s, u" Say hi "_s});
     QCOMPARE(reply.exitCode, 0);
@@ -187,137 +164,60 @@ void TestAiCommands::keyCompleteAndClear()
     QVERIFY(request.body.startsWith(R"({"model":"m-1","messages":[{"role":"system")"));
     QVERIFY(request.body.contains(R"({"role":"user","content":" Say hi "})"));
 
+    // A provider's message over several lines is said on one.
+    m_server.setReply({500, "{\"error\":{\"message\":\"upstream\\nfailed\\n\\ttry later\"}}"});
+    const Run failed = scrivlane({u"ai"_s, u"complete"_s, u"x"_s});
+    QCOMPARE(failed.exitCode, 1);
+    QCOMPARE(failed.out, QString());
+    QCOMPARE(failed.err, u"scrivlane: API error 500: upstream failed try later\n"_s);
+
     QCOMPARE(scrivlane({u"ai"_s, u"key"_s, u"clear"_s}).exitCode, 0);
-    QVERIFY(!readFile(secrets).contains("sk-cli-1"));
+    QVERIFY(!TestFiles::read(secrets).contains("sk-cli-1"));
     const Run noKey = scrivlane({u"ai"_s, u"complete"_s, u"x"_s});
     QCOMPARE(noKey.exitCode, 1);
     QCOMPARE(noKey.out, QString());
     QCOMPARE(noKey.lastErrLine(), u"scrivlane: API key not set"_s);
-    QCOMPARE(m_server.requests().size(), 1);
-}
-
-void TestAiCommands::completeFailures_data()
-{
-    QTest::addColumn<CannedReply>("reply");
-    QTest::addColumn<QString>("error");
-
-    QTest::newRow("api error") << CannedReply{401, R"({"error":{"message":"Invalid key"}})"}
-                               << u"scrivlane: API error 401: Invalid key"_s;
-    QTest::newRow("empty") << CannedReply{200, R"({"choices":[]})"}
-                           << u"scrivlane: Empty response from model"_s;
-    QTest::newRow("message over several lines")
-        << CannedReply{500, "{\"error\":{\"message\":\"upstream\\nfailed\\n\\ttry later\"}}"}
-        << u"scrivlane: API error 500: upstream failed try later"_s;
-}
-
-void TestAiCommands::completeFailures()
-{
-    QFETCH(CannedReply, reply);
-    QFETCH(QString, error);
-
-    m_server.setReply(reply);
-    setUp({{u"ai"_s, u"provider"_s, u"custom"_s},
-           {u"config"_s, u"set"_s, u"ai_base_url"_s, m_server.baseUrl()}});
-    QCOMPARE(scrivlane({u"ai"_s, u"key"_s, u"set"_s}, "k\n").exitCode, 0);
-    const Run r = scrivlane({u"ai"_s, u"complete"_s, u"x"_s});
-    QCOMPARE(r.exitCode, 1);
-    QCOMPARE(r.out, QString());
-    QCOMPARE(r.err, error + u"\n"_s);
-}
-
-void TestAiCommands::enterpriseWireFormat()
-{
-    m_server.setReply({200, R"({"content":[{"type":"text","text":"Hello"}]})"});
-    setUp(
-        {{u"ai"_s, u"provider"_s, u"anthropic"_s},
-         {u"config"_s, u"set"_s, u"ai_anthropic_enterprise_url"_s, m_server.baseUrl() + u"/ent/"_s},
-         {u"config"_s, u"set"_s, u"ai_anthropic_enterprise_endpoint"_s, u"bedrock_invoke"_s}});
-    QCOMPARE(scrivlane({u"ai"_s, u"key"_s, u"set"_s}, "ent-key\n").exitCode, 0);
-    const Run r = scrivlane({u"ai"_s, u"complete"_s, u"x"_s});
-    QCOMPARE(r.out, u"Hello\n"_s);
-    QCOMPARE(m_server.requests().size(), 1);
-    const RecordedRequest& request = m_server.requests().first();
-    QCOMPARE(request.path, QByteArray("/ent/model/claude-haiku-4-5-20251001/invoke"));
-    QCOMPARE(request.header("Authorization"), QByteArray("Bearer ent-key"));
-    QVERIFY(
-        request.body.startsWith(R"({"anthropic_version":"bedrock-2023-05-31","max_tokens":1024,)"));
-}
-
-void TestAiCommands::models_data()
-{
-    QTest::addColumn<QString>("provider");
-    QTest::addColumn<bool>("listening");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<QString>("out");
-    QTest::addColumn<QString>("error"); // the start of standard error; none: exit 0
-
-    QTest::newRow("custom")
-        << u"custom"_s << true << 200
-        << QByteArray(R"({"data":[{"id":"b"},{"id":"tts-1"},{"id":"a"}]})")
-        << uR"({"model":"a","availableModels":["a","b"],"ollamaDetected":null})"_s << QString();
-    QTest::newRow("custom refuses the key")
-        << u"custom"_s << true << 401 << QByteArray(R"({"error":"bad key"})")
-        << uR"({"model":"","availableModels":[],"ollamaDetected":null})"_s
-        << u"scrivlane: could not list the provider's models: "_s;
-    QTest::newRow("ollama running")
-        << u"ollama"_s << true << 200
-        << QByteArray(R"({"models":[{"name":"qwen"},{"name":"llama3.2"}]})")
-        << uR"({"model":"llama3.2","availableModels":["qwen","llama3.2"],"ollamaDetected":true})"_s
-        << QString();
-    QTest::newRow("ollama not running")
-        << u"ollama"_s << false << 200 << QByteArray()
-        << uR"({"model":"llama3.2","availableModels":[],"ollamaDetected":false})"_s
-        << u"scrivlane: could not list the provider's models: "_s;
+    QCOMPARE(m_server.requests().size(), 2);
 }
 
 void TestAiCommands::models()
 {
-    QFETCH(QString, provider);
-    QFETCH(bool, listening);
-    QFETCH(int, status);
-    QFETCH(QByteArray, body);
-    QFETCH(QString, out);
-    QFETCH(QString, error);
+    m_server.setReply({200, R"({"data":[{"id":"b"},{"id":"tts-1"},{"id":"a"}]})"});
+    setUp({{u"ai"_s, u"provider"_s, u"custom"_s},
+           {u"config"_s, u"set"_s, u"ai_base_url"_s, m_server.baseUrl()}});
+    QCOMPARE(scrivlane({u"ai"_s, u"key"_s, u"set"_s}, "k\n").exitCode, 0);
+    const Run listed = scrivlane({u"ai"_s, u"models"_s});
+    QCOMPARE(listed.exitCode, 0);
+    QCOMPARE(listed.out,
+             u"{\"model\":\"a\",\"availableModels\":[\"a\",\"b\"],\"ollamaDetected\":null}\n"_s);
 
-    m_server.setReply({status, body});
-    const quint16 port = listening ? m_server.port() : HttpTestServer::unusedPort();
-    setUp({{u"ai"_s, u"provider"_s, provider},
-           {u"config"_s, u"set"_s, u"ai_base_url"_s, m_server.baseUrl()},
-           {u"config"_s, u"set"_s, u"ai_ollama_port"_s, QString::number(port)}});
-    if (provider == u"custom"_s)
-        QCOMPARE(scrivlane({u"ai"_s, u"key"_s, u"set"_s}, "k\n").exitCode, 0);
-    const Run r = scrivlane({u"ai"_s, u"models"_s});
-    QCOMPARE(r.exitCode, error.isEmpty() ? 0 : 1);
-    QCOMPARE(r.out, out + u"\n"_s);
-    if (!error.isEmpty())
-        QVERIFY2(r.lastErrLine().startsWith(error), qPrintable(r.err));
-}
-
-void TestAiCommands::connectionTest_data()
-{
-    QTest::addColumn<CannedReply>("reply");
-    QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QString>("line");
-
-    QTest::newRow("ok") << CannedReply{200, chatReply(" Ready.\\n")} << 0 << u"ok: Ready."_s;
-    QTest::newRow("error") << CannedReply{500, {}} << 1 << u"error: API error 500"_s;
+    // Ollama not running: an empty list, and a line that says so.
+    setUp({{u"ai"_s, u"provider"_s, u"ollama"_s},
+           {u"config"_s, u"set"_s, u"ai_ollama_port"_s,
+            QString::number(HttpTestServer::unusedPort())}});
+    const Run failed = scrivlane({u"ai"_s, u"models"_s});
+    QCOMPARE(failed.exitCode, 1);
+    QCOMPARE(failed.out,
+             u"{\"model\":\"llama3.2\",\"availableModels\":[],\"ollamaDetected\":false}\n"_s);
+    QVERIFY2(
+        failed.lastErrLine().startsWith(u"scrivlane: could not list the provider's models: "_s),
+        qPrintable(failed.err));
 }
 
 void TestAiCommands::connectionTest()
 {
-    QFETCH(CannedReply, reply);
-    QFETCH(int, exitCode);
-    QFETCH(QString, line);
-
-    m_server.setReply(reply);
     setUp({{u"ai"_s, u"provider"_s, u"custom"_s},
            {u"config"_s, u"set"_s, u"ai_base_url"_s, m_server.baseUrl()}});
     QCOMPARE(scrivlane({u"ai"_s, u"key"_s, u"set"_s}, "k\n").exitCode, 0);
-    const Run r = scrivlane({u"ai"_s, u"test"_s});
-    QCOMPARE(r.exitCode, exitCode);
-    QCOMPARE(exitCode == 0 ? r.out.trimmed() : r.lastErrLine(), line);
+    m_server.setReply({200, chatReply(" Ready.\\n")});
+    const Run ok = scrivlane({u"ai"_s, u"test"_s});
+    QCOMPARE(ok.exitCode, 0);
+    QCOMPARE(ok.out.trimmed(), u"ok: Ready."_s);
     QVERIFY(m_server.requests().value(0).body.contains("Reply with only the single word: ready"));
+    m_server.setReply({500, {}});
+    const Run failed = scrivlane({u"ai"_s, u"test"_s});
+    QCOMPARE(failed.exitCode, 1);
+    QCOMPARE(failed.lastErrLine(), u"error: API error 500"_s);
 }
 
 // A key goes into request headers: a control character would break or forge them. A refused
@@ -326,18 +226,11 @@ void TestAiCommands::badKeyRefused_data()
 {
     QTest::addColumn<QByteArray>("input");
     QTest::addColumn<QString>("error");
-    QTest::newRow("empty line") << QByteArray("\n") << u"no key on standard input"_s;
     QTest::newRow("only blanks") << QByteArray(" \t \r\n") << u"no key on standard input"_s;
-    QTest::newRow("control character") << QByteArray("sk-a\x01"
-                                                     "b\n")
-                                       << u"control"_s;
-    QTest::newRow("tab inside") << QByteArray("sk-a\tb\n") << u"control"_s;
     QTest::newRow("carriage return inside") << QByteArray("sk-a\rX-Evil: 1\n") << u"control"_s;
-    QTest::newRow("escape sequence") << QByteArray("sk-\x1b[31m\n") << u"control"_s;
     QTest::newRow("delete") << QByteArray("sk-\x7f\n") << u"control"_s;
     QTest::newRow("C1 control") << QByteArray("sk-\xc2\x85x\n") << u"control"_s;
     QTest::newRow("invalid UTF-8") << QByteArray("sk-\xff\xfe\n") << u"UTF-8"_s;
-    QTest::newRow("truncated UTF-8") << QByteArray("sk-\xc3\n") << u"UTF-8"_s;
     QTest::newRow("too long") << QByteArray(9000, 'k') + "\n" << u"longer than"_s;
 }
 
@@ -349,7 +242,7 @@ void TestAiCommands::badKeyRefused()
     const Run refused = scrivlane({u"ai"_s, u"key"_s, u"set"_s}, input);
     QCOMPARE(refused.exitCode, 2);
     QVERIFY2(refused.err.contains(error), qPrintable(refused.err));
-    QVERIFY(readFile(m_home->filePath(u"data/secrets.json"_s)).contains("\"sk-good\""));
+    QVERIFY(TestFiles::read(m_home->filePath(u"data/secrets.json"_s)).contains("\"sk-good\""));
 }
 
 // `ai key set </dev/zero` must end, and without eating all the memory on its way.

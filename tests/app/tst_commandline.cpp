@@ -49,10 +49,7 @@ void TestCommandLine::run_data()
     QTest::newRow("repeated fills") << QStringList{u"resolve"_s, u"--fill"_s, u"=x"_s, u"--fill=Value=v"_s, u"{fill:}|{fill}"_s} << 0 << json(u"\"x|v\""_s, 0);
     QTest::newRow("value after first =") << QStringList{u"resolve"_s, u"--fill"_s, u"a=b=c"_s, u"{fill:a}"_s} << 0 << json(u"\"b=c\""_s, 0);
     QTest::newRow("first snippet wins") << QStringList{u"resolve"_s, u"--snippet"_s, u"s=one"_s, u"--snippet"_s, u"s=two"_s, u"{snippet:s}"_s} << 0 << json(u"\"one\""_s, 0);
-    QTest::newRow("clipboard into snippet") << QStringList{u"resolve"_s, u"--clipboard"_s, u"C"_s, u"--snippet"_s, u"sig={clipboard}"_s, u"{snippet:sig}{cursor}!"_s} << 0 << json(u"\"C!\""_s, 1);
     QTest::newRow("canonically equal abbreviation") << QStringList{u"resolve"_s, u"--snippet"_s, u"cafe\u0301=x"_s, u"{snippet:caf\u00e9}"_s} << 0 << json(u"\"x\""_s, 0);
-    QTest::newRow("canonically equal label") << QStringList{u"resolve"_s, u"--fill"_s, u"caf\u00e9=x"_s, u"{fill:cafe\u0301}"_s} << 0 << json(u"\"x\""_s, 0);
-    QTest::newRow("no clipboard") << QStringList{u"resolve"_s, u"[{clipboard}]"_s} << 0 << json(u"\"[]\""_s, 0);
     QTest::newRow("json escapes") << QStringList{u"resolve"_s, u"a\"b\\c\nd\te\x01"_s} << 0 << json(u"\"a\\\"b\\\\c\\nd\\te\\u0001\""_s, 0);
     QTest::newRow("non-ascii") << QStringList{u"resolve"_s, u"--fill"_s, u"Ñame=Zoë"_s, u"Grüße {cursor}👍🏽 {fill:Ñame}"_s} << 0 << json(u"\"Grüße 👍🏽 Zoë\""_s, 5);
     QTest::newRow("text after --") << QStringList{u"resolve"_s, u"--"_s, u"--fill"_s} << 0 << json(u"\"--fill\""_s, 0);

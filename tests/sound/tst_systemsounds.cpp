@@ -46,21 +46,12 @@ bool near(double a, double b, double tolerance)
 class TestSystemSounds : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void namesInPickerOrder();
     void eachSoundReadsBack_data();
     void eachSoundReadsBack();
     void soundsAreDistinct();
     void unknownNameHasNoSound();
     void ensureFileWritesAndRepairs();
 };
-
-void TestSystemSounds::namesInPickerOrder()
-{
-    QCOMPARE(SystemSounds::names(),
-             QStringList({u"Basso"_s, u"Blow"_s, u"Bottle"_s, u"Frog"_s, u"Funk"_s, u"Glass"_s,
-                          u"Hero"_s, u"Morse"_s, u"Ping"_s, u"Pop"_s, u"Purr"_s, u"Sosumi"_s,
-                          u"Submarine"_s, u"Tink"_s}));
-}
 
 void TestSystemSounds::eachSoundReadsBack_data()
 {

@@ -4,6 +4,7 @@
 #include "models/SheetModels.h"
 #include "models/SnippetListModel.h"
 #include "support/VirtualClock.h"
+#include "ui/UiTestSupport.h"
 #include "ui/mainwindow/BulkEditPanel.h"
 #include "ui/mainwindow/MainWindow.h"
 #include "ui/sheets/CategoryEditorSheet.h"
@@ -54,22 +55,9 @@ private:
             3000);
         return shown ? found : nullptr;
     }
-    QPushButton* button(QWidget* in, const QString& text)
-    {
-        for (QPushButton* b : in->findChildren<QPushButton*>())
-            if (b->text() == text && b->isVisible())
-                return b;
-        return nullptr;
-    }
     QMessageBox* question() { return waitFor<QMessageBox>(); }
     QListView* list() { return window().findChild<QListView*>(u"snippetList"_s); }
-    void selectRows(const QList<int>& rows)
-    {
-        QItemSelection selection;
-        for (int row : rows)
-            selection.select(list()->model()->index(row, 0), list()->model()->index(row, 0));
-        list()->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
-    }
+    void selectRows(const QList<int>& rows) { UiTest::selectRows(list(), rows); }
     QString accessibleName(QWidget* widget)
     {
         QAccessibleInterface* a = QAccessible::queryAccessibleInterface(widget);
@@ -97,18 +85,14 @@ void TestMainWindow::emptyLibraryCreatesThroughTheSheet()
 {
     auto* listStack = window().findChild<QListView*>(u"snippetList"_s)->parentWidget();
     QVERIFY(!list()->isVisible());
-    QPushButton* create = button(listStack, u"Create Snippet"_s);
+    QPushButton* create = UiTest::button(listStack, u"Create Snippet"_s);
     QVERIFY(create);
     QTest::mouseClick(create, Qt::LeftButton);
     auto* sheet = waitFor<NewSnippetSheet>();
     QVERIFY(sheet);
-    const QList<QLineEdit*> fields = sheet->findChildren<QLineEdit*>();
-    QLineEdit* abbreviation = nullptr;
-    for (QLineEdit* f : fields)
-        if (f->accessibleName() == u"Abbreviation"_s)
-            abbreviation = f;
+    auto* abbreviation = UiTest::named<QLineEdit>(sheet, u"Abbreviation"_s);
     QVERIFY(abbreviation);
-    QPushButton* createButton = button(sheet, u"Create"_s);
+    QPushButton* createButton = UiTest::button(sheet, u"Create"_s);
     QVERIFY(!createButton->isEnabled());
     QTest::keyClicks(abbreviation, u"  "_s);
     QVERIFY(!createButton->isEnabled());
@@ -131,12 +115,12 @@ void TestMainWindow::categoryMadeInsideTheSheetIsPicked()
     window().openNewSnippetSheet();
     auto* sheet = waitFor<NewSnippetSheet>();
     QVERIFY(sheet);
-    QTest::mouseClick(button(sheet, u"New Category"_s), Qt::LeftButton);
+    QTest::mouseClick(UiTest::button(sheet, u"New Category"_s), Qt::LeftButton);
     CategoryEditorSheet* categorySheet = nullptr;
     QTRY_VERIFY((categorySheet = sheet->findChild<CategoryEditorSheet*>()) &&
                 categorySheet->isVisible());
     QTest::keyClicks(categorySheet->findChild<QLineEdit*>(), u"Travel"_s);
-    QTest::mouseClick(button(categorySheet, u"Create"_s), Qt::LeftButton);
+    QTest::mouseClick(UiTest::button(categorySheet, u"Create"_s), Qt::LeftButton);
     auto* picker = sheet->findChild<CategoryPicker*>();
     QCOMPARE(picker->currentText(), u"Travel"_s);
     QCOMPARE(sheet->model().selectedCategory, picker->selectedCategory());
@@ -149,12 +133,10 @@ void TestMainWindow::conflictLinkGoesToTheOtherSnippet()
     window().openNewSnippetSheet();
     auto* sheet = waitFor<NewSnippetSheet>();
     QVERIFY(sheet);
-    for (QLineEdit* f : sheet->findChildren<QLineEdit*>())
-        if (f->accessibleName() == u"Abbreviation"_s)
-            QTest::keyClicks(f, u"mre"_s);
+    QTest::keyClicks(UiTest::named<QLineEdit>(sheet, u"Abbreviation"_s), u"mre"_s);
     auto* warning = sheet->findChild<ConflictWarningRow*>();
     QCOMPARE(warning->text(), u"Already used by \"Report\""_s);
-    QTest::mouseClick(button(warning, u"Go to snippet →"_s), Qt::LeftButton);
+    QTest::mouseClick(UiTest::button(warning, u"Go to snippet →"_s), Qt::LeftButton);
     QTRY_VERIFY(!sheet->isVisible());
     QCOMPARE(window().model()->listSelection(), QList<QUuid>{*existing->id()});
 }
@@ -167,8 +149,8 @@ void TestMainWindow::twoSelectedShowBulkPanelAndDeleteAsks()
     selectRows({0, 1});
     auto* bulk = waitFor<BulkEditPanel>(u"bulkEditPanel"_s);
     QVERIFY(bulk);
-    QVERIFY(button(bulk, u"Move 2 Snippets"_s));
-    QVERIFY(button(bulk, u"Delete 2 Snippets"_s));
+    QVERIFY(UiTest::button(bulk, u"Move 2 Snippets"_s));
+    QVERIFY(UiTest::button(bulk, u"Delete 2 Snippets"_s));
     list()->setFocus();
     QTest::keyClick(list(), Qt::Key_Delete);
     QMessageBox* box = question();
@@ -186,7 +168,7 @@ void TestMainWindow::twoSelectedShowBulkPanelAndDeleteAsks()
     QTest::keyClick(list(), Qt::Key_Delete);
     box = question();
     QVERIFY(box);
-    QTest::mouseClick(button(box, u"Delete"_s), Qt::LeftButton);
+    QTest::mouseClick(UiTest::button(box, u"Delete"_s), Qt::LeftButton);
     QTRY_COMPARE(m_library->store->fetchActiveSnippets().size(), 1);
     QVERIFY(!bulk->isVisible());
     selectRows({0});
@@ -199,11 +181,8 @@ void TestMainWindow::dirtyEditorHoldsTheSelection()
     m_library->add(u"b"_s);
     selectRows({0});
     // An edit in the editor, as typed.
-    QLineEdit* title = nullptr;
-    for (QLineEdit* f :
-         window().findChild<QWidget*>(u"snippetEditor"_s)->findChildren<QLineEdit*>())
-        if (f->accessibleName() == u"Title"_s)
-            title = f;
+    auto* title =
+        UiTest::named<QLineEdit>(window().findChild<QWidget*>(u"snippetEditor"_s), u"Title"_s);
     QVERIFY(title);
     QTest::qWait(1); // the editor has settled after loading
     QVERIFY(!window().editorState()->isDirty());
@@ -216,14 +195,14 @@ void TestMainWindow::dirtyEditorHoldsTheSelection()
     QCOMPARE(box->informativeText(),
              u"You have unsaved changes to this snippet. Save before leaving?"_s);
     QCOMPARE(list()->selectionModel()->selectedRows().value(0).row(), 0); // not moved yet
-    QTest::mouseClick(button(box, u"Cancel"_s), Qt::LeftButton);
+    QTest::mouseClick(UiTest::button(box, u"Cancel"_s), Qt::LeftButton);
     QTRY_VERIFY(!window().findChild<QMessageBox*>());
     QCOMPARE(list()->selectionModel()->selectedRows().size(), 1);
     QCOMPARE(list()->selectionModel()->selectedRows().value(0).row(), 0);
     QVERIFY(window().editorState()->isDirty());
 
     selectRows({1});
-    QTest::mouseClick(button(question(), u"Discard Changes"_s), Qt::LeftButton);
+    QTest::mouseClick(UiTest::button(question(), u"Discard Changes"_s), Qt::LeftButton);
     QTRY_COMPARE(list()->selectionModel()->selectedRows().value(0).row(), 1);
     QVERIFY(!window().editorState()->isDirty());
 }
@@ -254,8 +233,8 @@ void TestMainWindow::controlsHaveAccessibleNames()
     const QString row = list()->model()->index(0, 0).data(Qt::AccessibleTextRole).toString();
     QVERIFY2(row.startsWith(u"Greeting, abbreviation a"_s), qPrintable(row));
     for (const QString& text : {u"New Category"_s, u"Settings"_s}) {
-        QPushButton* b = button(&window(), text);
-        QVERIFY2(b, qPrintable(text));
+        QPushButton* b = UiTest::button(&window(), text);
+        QVERIFY2(b && b->text() == text, qPrintable(text));
         QCOMPARE(accessibleName(b), text);
         QVERIFY(!b->accessibleDescription().isEmpty());
     }

@@ -2,6 +2,7 @@
 #include "models/EditorState.h"
 #include "models/ModelTestSupport.h"
 #include "models/SnippetEditorModel.h"
+#include "ui/UiTestSupport.h"
 #include "ui/editor/AIPromptPickerView.h"
 #include "ui/editor/LinkPanel.h"
 #include "ui/editor/MacroPicker.h"
@@ -48,27 +49,6 @@ private:
                 return w;
         return nullptr;
     }
-    // Popups and dialogs are top-level; find them among all widgets.
-    template <typename T> T* shown()
-    {
-        T* found = nullptr;
-        const bool ok = QTest::qWaitFor(
-            [&] {
-                for (QWidget* w : QApplication::topLevelWidgets())
-                    if (auto* t = qobject_cast<T*>(w); t && t->isVisible())
-                        found = t;
-                return found != nullptr;
-            },
-            3000);
-        return ok ? found : nullptr;
-    }
-    QPushButton* button(QWidget* in, const QString& text)
-    {
-        for (QPushButton* b : in->findChildren<QPushButton*>())
-            if ((b->text() == text || b->accessibleName() == text) && b->isVisible())
-                return b;
-        return nullptr;
-    }
     QPlainTextEdit* plain() { return m_view->findChild<QPlainTextEdit*>(); }
 
 private Q_SLOTS:
@@ -113,17 +93,17 @@ void TestSnippetEditor::pickerInsertsTheChosenExample()
     m_ai->service->setIsEnabled(true);
     open(m_library->add(u"a"_s, nullptr, QString()));
     QTest::mouseClick(child<QToolButton>(u"AI Macro"_s), Qt::LeftButton);
-    auto* picker = shown<AIPromptPickerView>();
+    auto* picker = UiTest::shownTopLevel<AIPromptPickerView>();
     QVERIFY(picker);
-    QTest::mouseClick(button(picker, u"Make it shorter"_s), Qt::LeftButton);
+    QTest::mouseClick(UiTest::button(picker, u"Make it shorter"_s), Qt::LeftButton);
     QCOMPARE(plain()->toPlainText(),
              u"{ai: Rewrite this more concisely, keeping the same meaning: {clipboard}}"_s);
 
     plain()->clear();
     QTest::mouseClick(child<QToolButton>(u"AI Macro"_s), Qt::LeftButton);
-    picker = shown<AIPromptPickerView>();
+    picker = UiTest::shownTopLevel<AIPromptPickerView>();
     QVERIFY(picker);
-    QTest::mouseClick(button(picker, u"Insert blank AI prompt"_s), Qt::LeftButton);
+    QTest::mouseClick(UiTest::button(picker, u"Insert blank AI prompt"_s), Qt::LeftButton);
     QCOMPARE(plain()->toPlainText(), u"{ai: }"_s);
     QCOMPARE(plain()->textCursor().position(), 5);
 }
@@ -133,28 +113,28 @@ void TestSnippetEditor::onboardingEnablesWithoutATest()
     QVERIFY(!m_ai->service->isEnabled());
     open(m_library->add(u"a"_s));
     QTest::mouseClick(child<QToolButton>(u"AI Macro"_s), Qt::LeftButton);
-    auto* onboarding = shown<AIOnboardingView>();
+    auto* onboarding = UiTest::shownTopLevel<AIOnboardingView>();
     QVERIFY(onboarding);
     QCOMPARE(onboarding->step(), 1);
-    QTest::mouseClick(button(onboarding, u"Get Started"_s), Qt::LeftButton);
+    QTest::mouseClick(UiTest::button(onboarding, u"Get Started"_s), Qt::LeftButton);
     QCOMPARE(onboarding->step(), 2);
-    QVERIFY(!button(onboarding, u"Grok"_s)); // not offered here
-    QTest::mouseClick(button(onboarding, u"Anthropic"_s), Qt::LeftButton);
-    QTest::mouseClick(button(onboarding, u"Next"_s), Qt::LeftButton);
+    QVERIFY(!UiTest::button(onboarding, u"Grok"_s)); // not offered here
+    QTest::mouseClick(UiTest::button(onboarding, u"Anthropic"_s), Qt::LeftButton);
+    QTest::mouseClick(UiTest::button(onboarding, u"Next"_s), Qt::LeftButton);
     QCOMPARE(onboarding->step(), 3);
     QCOMPARE(m_ai->service->provider(), AIProvider::anthropic);
-    QTest::mouseClick(button(onboarding, u"Enable AI Macros"_s), Qt::LeftButton);
+    QTest::mouseClick(UiTest::button(onboarding, u"Enable AI Macros"_s), Qt::LeftButton);
     QVERIFY(m_ai->service->isEnabled());
-    QVERIFY(shown<AIPromptPickerView>()); // and on to the picker
+    QVERIFY(UiTest::shownTopLevel<AIPromptPickerView>()); // and on to the picker
 }
 
 void TestSnippetEditor::emptyFillInLabelInsertsValue()
 {
     open(m_library->add(u"a"_s, nullptr, QString()));
     QTest::mouseClick(child<QToolButton>(u"Insert a macro"_s), Qt::LeftButton);
-    auto* picker = shown<MacroPicker>();
+    auto* picker = UiTest::shownTopLevel<MacroPicker>();
     QVERIFY(picker);
-    QTest::mouseClick(button(picker, u"Insert fill-in field"_s), Qt::LeftButton);
+    QTest::mouseClick(UiTest::button(picker, u"Insert fill-in field"_s), Qt::LeftButton);
     QCOMPARE(plain()->toPlainText(), u"{fill:Value}"_s);
 }
 
@@ -162,7 +142,7 @@ void TestSnippetEditor::ctrlSSavesAndSaveLooksClean()
 {
     SnippetEntity* s = m_library->add(u"a"_s, nullptr, QString());
     open(s);
-    QPushButton* save = button(m_view.get(), u"Save snippet"_s);
+    QPushButton* save = UiTest::button(m_view.get(), u"Save snippet"_s);
     QCOMPARE(save->accessibleDescription(), u"No unsaved changes"_s);
     plain()->setFocus();
     QTest::keyClicks(plain(), u"Hi there"_s);
@@ -215,19 +195,21 @@ void TestSnippetEditor::linkPanelIsPrefilledAndApplies()
     rich->setTextCursor(word);
     rich->setFocus();
     QTest::keyClick(rich, Qt::Key_K, Qt::ControlModifier);
-    auto* panel = shown<LinkPanel>();
+    auto* panel = UiTest::shownTopLevel<LinkPanel>();
     QVERIFY(panel);
     QCOMPARE(panel->field()->text(), QString());
     panel->field()->setText(u"https://example.org/"_s);
     QTest::keyClick(panel->field(), Qt::Key_Return);
     QTRY_VERIFY(!panel->isVisible());
+    QTextCursor probe(rich->document());
+    probe.setPosition(2);
+    QVERIFY(!probe.charFormat().isAnchor()); // only the selection
 
     rich->setTextCursor(word);
     QTest::keyClick(rich, Qt::Key_K, Qt::ControlModifier);
-    QVERIFY(shown<LinkPanel>());
+    QVERIFY(UiTest::shownTopLevel<LinkPanel>());
     QCOMPARE(panel->field()->text(), u"https://example.org/"_s); // pre-filled from the link
-    QTest::mouseClick(button(panel, u"Remove"_s), Qt::LeftButton);
-    QTextCursor probe(rich->document());
+    QTest::mouseClick(UiTest::button(panel, u"Remove"_s), Qt::LeftButton);
     probe.setPosition(7);
     QVERIFY(!probe.charFormat().isAnchor());
 }
@@ -235,7 +217,7 @@ void TestSnippetEditor::linkPanelIsPrefilledAndApplies()
 void TestSnippetEditor::previewShowsResolvedText()
 {
     open(m_library->add(u"a"_s, nullptr, u"Dear {fill:Name}"_s));
-    QPushButton* preview = button(m_view.get(), u"Preview"_s);
+    QPushButton* preview = UiTest::button(m_view.get(), u"Preview"_s);
     QTest::mouseClick(preview, Qt::LeftButton);
     QCOMPARE(preview->text(), u"Back to editor"_s);
     auto* browser = m_view->findChild<QTextBrowser*>();
