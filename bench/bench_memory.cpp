@@ -63,10 +63,8 @@ std::vector<SnippetRecord> engineRecords(const PersistenceController& store)
     const QList<SnippetEntity*> active = store.fetchActiveSnippets();
     records.reserve(std::size_t(active.size()));
     for (const SnippetEntity* s : active) {
-        if (!s->abbreviation() || s->abbreviation()->isEmpty() || !s->expandedText())
-            continue;
-        records.push_back({*s->abbreviation(), *s->expandedText(), s->isRichText(),
-                           s->isRichText() ? s->expandedTextRTF() : std::nullopt});
+        if (s->canExpand())
+            records.emplace_back(s->texts(), s->isRichText());
     }
     return records;
 }
@@ -132,6 +130,7 @@ int measure(const QString& path)
     DiscardingScheduler scheduler;
     TextExpansionService service({&scheduler, nullptr, nullptr, nullptr});
     service.updateSnippets(engineRecords(*store));
+    malloc_trim(0); // as the app does after each build
     const Memory engine = currentMemory();
 
     qint64 textBytes = 0;

@@ -161,10 +161,10 @@ void TextExpansionService::handleKeyDown(const KeyEvent& event)
 void TextExpansionService::handOff(const SnippetRecord& record)
 {
     ExpansionRequest request;
-    request.abbreviationLength = int(TextRules::characterCount(record.abbreviation));
-    request.expandedText = record.expandedText;
-    request.isRichText = record.isRichText;
-    request.rtfData = record.rtfData;
+    request.abbreviationLength = int(TextRules::characterCount(record.abbreviation()));
+    request.expandedText = record.expandedText();
+    request.isRichText = record.isRichText();
+    request.rtfData = record.rtfData();
     if (m_dependencies.clipboard)
         request.clipboardText = m_dependencies.clipboard->plainText();
     m_dependencies.scheduler->schedule(expansionDelay, this,
@@ -194,7 +194,7 @@ TextExpansionService::currentSnippets() const
 
 void TextExpansionService::updateSnippets(std::vector<SnippetRecord> records)
 {
-    std::erase_if(records, [](const SnippetRecord& r) { return r.abbreviation.isEmpty(); });
+    std::erase_if(records, [](const SnippetRecord& r) { return !r.hasAbbreviation(); });
     // The set lives until the next update: no room kept for records that never come.
     records.shrink_to_fit();
 
@@ -203,15 +203,15 @@ void TextExpansionService::updateSnippets(std::vector<SnippetRecord> records)
     std::vector<QString> abbreviations;
     abbreviations.reserve(records.size());
     for (const SnippetRecord& record : records)
-        abbreviations.push_back(record.abbreviation);
+        abbreviations.push_back(record.abbreviation());
     next->index = AbbreviationIndex(abbreviations);
 
     // The exact lookup compares canonical forms, as the matcher does; the forms are needed
     // only to sort, and a lookup makes the few it compares.
     std::vector<QString> canonical;
     canonical.reserve(records.size());
-    for (const SnippetRecord& record : records)
-        canonical.push_back(TextRules::canonicalForm(record.abbreviation));
+    for (const QString& abbreviation : abbreviations)
+        canonical.push_back(TextRules::canonicalForm(abbreviation));
     auto& byAbbreviation = next->byAbbreviation;
     byAbbreviation.resize(records.size());
     for (std::size_t i = 0; i < records.size(); ++i)
@@ -244,12 +244,12 @@ std::optional<QString> TextExpansionService::expandedText(const QString& abbrevi
     const QString key = TextRules::canonicalForm(abbreviation);
     const auto& positions = snippets->byAbbreviation;
     const auto canonicalAt = [&](std::uint32_t position) {
-        return TextRules::canonicalForm(snippets->records[position].abbreviation);
+        return TextRules::canonicalForm(snippets->records[position].abbreviation());
     };
     const auto found = std::lower_bound(
         positions.begin(), positions.end(), key,
         [&](std::uint32_t position, const QString& k) { return canonicalAt(position) < k; });
     if (found == positions.end() || canonicalAt(*found) != key)
         return std::nullopt;
-    return snippets->records[*found].expandedText;
+    return snippets->records[*found].expandedText();
 }

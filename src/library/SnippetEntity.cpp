@@ -24,9 +24,9 @@ std::unique_ptr<SnippetEntity> SnippetEntity::create(const QString& title,
 {
     auto snippet = std::make_unique<SnippetEntity>();
     snippet->setId(QUuid::createUuid());
-    snippet->m_title = title;
-    snippet->m_abbreviation = TextRules::trimSpacesAndTabs(abbreviation);
-    snippet->m_expandedText = QStringLiteral("");
+    snippet->setTitle(title);
+    snippet->setAbbreviation(TextRules::trimSpacesAndTabs(abbreviation));
+    snippet->setExpandedText(QStringLiteral(""));
     snippet->setCategory(category);
     snippet->setCreatedAt(now);
     snippet->setUpdatedAt(now);
@@ -47,10 +47,10 @@ void SnippetEntity::setCategory(CategoryEntity* category)
 
 QString SnippetEntity::displayTitle() const
 {
-    if (m_title && !m_title->isEmpty())
-        return *m_title;
+    if (!m_texts.bytes(SnippetTexts::title).isEmpty())
+        return m_texts.text(SnippetTexts::title);
     const QString start =
-        TextRules::firstCharacters(m_expandedText.value_or(QString()), displayTitleLength);
+        TextRules::firstCharacters(m_texts.text(SnippetTexts::expandedText), displayTitleLength);
     if (!start.isEmpty())
         return start;
     return QStringLiteral("Untitled Snippet");
@@ -58,9 +58,11 @@ QString SnippetEntity::displayTitle() const
 
 std::unique_ptr<QTextDocument> SnippetEntity::attributedText() const
 {
-    if (!m_hasExpandedTextRTF)
+    if (!m_texts.has(SnippetTexts::expandedTextRTF))
         return nullptr;
-    std::unique_ptr<QTextDocument> text = RtfReader::read(m_expandedTextRTF);
+    std::unique_ptr<QTextDocument> text = RtfReader::read(
+        QByteArray::fromRawData(m_texts.bytes(SnippetTexts::expandedTextRTF).data(),
+                                m_texts.bytes(SnippetTexts::expandedTextRTF).size()));
     if (text && !text->isEmpty())
         ColorFilter::apply(*text);
     return text;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "text/SnippetTexts.h"
+
 #include <QByteArray>
 #include <QDateTime>
 #include <QString>
@@ -30,26 +32,39 @@ public:
 
     std::optional<QUuid> id() const { return present(m_hasId, m_id); }
     void setId(const std::optional<QUuid>& id) { keep(id, m_id, m_hasId, changedId); }
-    const std::optional<QString>& title() const { return m_title; }
-    void setTitle(const std::optional<QString>& title) { change(m_title, title, changedTitle); }
-    const std::optional<QString>& abbreviation() const { return m_abbreviation; }
+    // The texts are kept as UTF-8 (see SnippetTexts): each getter makes a string.
+    std::optional<QString> title() const { return m_texts.optionalText(SnippetTexts::title); }
+    void setTitle(const std::optional<QString>& title)
+    {
+        changeText(SnippetTexts::title, title, changedTitle);
+    }
+    std::optional<QString> abbreviation() const
+    {
+        return m_texts.optionalText(SnippetTexts::abbreviation);
+    }
     void setAbbreviation(const std::optional<QString>& abbreviation)
     {
-        change(m_abbreviation, abbreviation, changedAbbreviation);
+        changeText(SnippetTexts::abbreviation, abbreviation, changedAbbreviation);
     }
-    const std::optional<QString>& expandedText() const { return m_expandedText; }
+    std::optional<QString> expandedText() const
+    {
+        return m_texts.optionalText(SnippetTexts::expandedText);
+    }
     void setExpandedText(const std::optional<QString>& text)
     {
-        change(m_expandedText, text, changedExpandedText);
+        changeText(SnippetTexts::expandedText, text, changedExpandedText);
     }
     // A complete RTF document; absent for plain snippets.
     std::optional<QByteArray> expandedTextRTF() const
     {
-        return present(m_hasExpandedTextRTF, m_expandedTextRTF);
+        return m_texts.optionalBytes(SnippetTexts::expandedTextRTF);
     }
     void setExpandedTextRTF(const std::optional<QByteArray>& rtf)
     {
-        keep(rtf, m_expandedTextRTF, m_hasExpandedTextRTF, changedExpandedTextRTF);
+        if (m_texts.sameBytes(SnippetTexts::expandedTextRTF, rtf))
+            return;
+        m_texts.setBytes(SnippetTexts::expandedTextRTF, rtf);
+        m_changed |= changedExpandedTextRTF;
     }
     bool isRichText() const { return m_isRichText; }
     void setRichText(bool richText) { change(m_isRichText, richText, changedRichText); }
@@ -60,11 +75,11 @@ public:
     }
     std::optional<QString> codeLanguage() const
     {
-        return present(m_hasCodeLanguage, m_codeLanguage);
+        return m_texts.optionalText(SnippetTexts::codeLanguage);
     }
     void setCodeLanguage(const std::optional<QString>& language)
     {
-        keep(language, m_codeLanguage, m_hasCodeLanguage, changedCodeLanguage);
+        changeText(SnippetTexts::codeLanguage, language, changedCodeLanguage);
     }
     std::optional<QDateTime> createdAt() const { return present(m_hasCreatedAt, m_createdAt); }
     void setCreatedAt(const std::optional<QDateTime>& at)
@@ -89,6 +104,16 @@ public:
     // Trashed is not a flag of its own: a record is live exactly while trashedAt is absent.
     bool isTrashed() const { return m_hasTrashedAt; }
     bool isLive() const { return !isTrashed(); }
+
+    // All texts at once, sharing this record's storage (the expansion engine keeps them so).
+    const SnippetTexts& texts() const { return m_texts; }
+
+    // Whether it has what an expansion needs: an abbreviation and an expansion.
+    bool canExpand() const
+    {
+        return !m_texts.bytes(SnippetTexts::abbreviation).isEmpty() &&
+               m_texts.has(SnippetTexts::expandedText);
+    }
 
     // The title, else the start of the expansion, else a placeholder; never trimmed.
     QString displayTitle() const;
@@ -129,6 +154,13 @@ private:
             return value;
         return std::nullopt;
     }
+    void changeText(SnippetTexts::Slot slot, const std::optional<QString>& value, Changed bit)
+    {
+        if (m_texts.sameText(slot, value))
+            return;
+        m_texts.setText(slot, value);
+        m_changed |= bit;
+    }
     template <typename T> void change(T& field, const T& value, Changed bit)
     {
         if (field == value)
@@ -145,21 +177,14 @@ private:
         m_changed |= bit;
     }
 
-    std::optional<QString> m_title;
-    std::optional<QString> m_abbreviation;
-    std::optional<QString> m_expandedText;
+    SnippetTexts m_texts;
     CategoryEntity* m_category = nullptr;
-    // The less used columns keep their presence in a flag below: an optional of their own
-    // would pad each to the next eight bytes, a date to twice its size, for every record of
-    // a library that stays in memory whole.
-    QByteArray m_expandedTextRTF;
-    QString m_codeLanguage;
+    // Presence is a flag below: an optional would pad each column to the next eight bytes, a
+    // date to twice its size, for every record of a library that stays in memory whole.
     QUuid m_id;
     QDateTime m_createdAt;
     QDateTime m_updatedAt;
     QDateTime m_trashedAt;
-    bool m_hasExpandedTextRTF = false;
-    bool m_hasCodeLanguage = false;
     bool m_hasId = false;
     bool m_hasCreatedAt = false;
     bool m_hasUpdatedAt = false;

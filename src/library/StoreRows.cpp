@@ -124,39 +124,27 @@ const char* CategoryRow::updateSql()
 
 SnippetRow SnippetRow::of(const SnippetEntity& s, std::int64_t pk, std::int64_t categoryPk)
 {
-    return {pk,
-            s.id(),
-            s.title(),
-            s.abbreviation(),
-            s.expandedText(),
-            s.expandedTextRTF(),
-            s.isRichText(),
-            s.isCodeSnippet(),
-            s.codeLanguage(),
-            categoryPk,
-            s.createdAt(),
-            s.updatedAt(),
-            s.trashedAt()};
+    return {pk,         s.id(),        s.texts(),     s.isRichText(), s.isCodeSnippet(),
+            categoryPk, s.createdAt(), s.updatedAt(), s.trashedAt()};
 }
 
 SnippetRow SnippetRow::read(const SqliteStatement& row)
 {
-    return {row.int64(0),        idAt(row, 1),        row.optionalText(2), row.optionalText(3),
-            row.optionalText(4), row.optionalBlob(5), row.int64(6) != 0,   row.int64(7) != 0,
-            row.optionalText(8), row.int64(9),        dateAt(row, 10),     dateAt(row, 11),
-            dateAt(row, 12)};
+    const std::optional<QByteArray> rtf = row.optionalBlob(5);
+    // In the record's slot order.
+    const SnippetTexts texts = SnippetTexts::fromParts(
+        {row.utf8(2), row.utf8(3), row.utf8(4),
+         rtf ? std::optional<QByteArrayView>(*rtf) : std::nullopt, row.utf8(8)});
+    return {row.int64(0), idAt(row, 1),    texts,           row.int64(6) != 0, row.int64(7) != 0,
+            row.int64(9), dateAt(row, 10), dateAt(row, 11), dateAt(row, 12)};
 }
 
 void SnippetRow::applyTo(SnippetEntity& s) const
 {
     s.setId(id);
-    s.setTitle(title);
-    s.setAbbreviation(abbreviation);
-    s.setExpandedText(expandedText);
-    s.setExpandedTextRTF(expandedTextRTF);
+    s.m_texts = texts;
     s.setRichText(isRichText);
     s.setCodeSnippet(isCodeSnippet);
-    s.setCodeLanguage(codeLanguage);
     s.setCreatedAt(createdAt);
     s.setUpdatedAt(updatedAt);
     s.setTrashedAt(trashedAt);
@@ -170,20 +158,21 @@ void SnippetRow::mergeInto(SnippetEntity& s) const
     const auto unchanged = [changed](SnippetEntity::Changed bit) { return !(changed & bit); };
     if (unchanged(SnippetEntity::changedId))
         s.setId(id);
-    if (unchanged(SnippetEntity::changedTitle))
-        s.setTitle(title);
-    if (unchanged(SnippetEntity::changedAbbreviation))
-        s.setAbbreviation(abbreviation);
-    if (unchanged(SnippetEntity::changedExpandedText))
-        s.setExpandedText(expandedText);
-    if (unchanged(SnippetEntity::changedExpandedTextRTF))
-        s.setExpandedTextRTF(expandedTextRTF);
+    constexpr std::pair<SnippetTexts::Slot, SnippetEntity::Changed> slots[] = {
+        {SnippetTexts::title, SnippetEntity::changedTitle},
+        {SnippetTexts::abbreviation, SnippetEntity::changedAbbreviation},
+        {SnippetTexts::expandedText, SnippetEntity::changedExpandedText},
+        {SnippetTexts::expandedTextRTF, SnippetEntity::changedExpandedTextRTF},
+        {SnippetTexts::codeLanguage, SnippetEntity::changedCodeLanguage}};
+    for (const auto& [slot, bit] : slots)
+        if (unchanged(bit))
+            s.m_texts.setBytes(
+                slot, texts.has(slot) ? std::optional<QByteArray>(texts.bytes(slot).toByteArray())
+                                      : std::nullopt);
     if (unchanged(SnippetEntity::changedRichText))
         s.setRichText(isRichText);
     if (unchanged(SnippetEntity::changedCodeSnippet))
         s.setCodeSnippet(isCodeSnippet);
-    if (unchanged(SnippetEntity::changedCodeLanguage))
-        s.setCodeLanguage(codeLanguage);
     if (unchanged(SnippetEntity::changedCreatedAt))
         s.setCreatedAt(createdAt);
     if (unchanged(SnippetEntity::changedUpdatedAt))
@@ -198,13 +187,16 @@ void SnippetRow::mergeInto(SnippetEntity& s) const
 void SnippetRow::bindValues(SqliteStatement& st) const
 {
     st.bind(1, toStored(id));
-    st.bind(2, title);
-    st.bind(3, abbreviation);
-    st.bind(4, expandedText);
-    st.bind(5, expandedTextRTF);
+    const auto bindText = [&](int index, SnippetTexts::Slot slot) {
+        texts.has(slot) ? st.bindUtf8(index, texts.bytes(slot)) : st.bindNull(index);
+    };
+    bindText(2, SnippetTexts::title);
+    bindText(3, SnippetTexts::abbreviation);
+    bindText(4, SnippetTexts::expandedText);
+    st.bind(5, texts.optionalBytes(SnippetTexts::expandedTextRTF));
     st.bind(6, std::int64_t(isRichText));
     st.bind(7, std::int64_t(isCodeSnippet));
-    st.bind(8, codeLanguage);
+    bindText(8, SnippetTexts::codeLanguage);
     st.bind(9, categoryPk ? std::optional<std::int64_t>(categoryPk) : std::nullopt);
     st.bind(10, toStored(createdAt));
     st.bind(11, toStored(updatedAt));

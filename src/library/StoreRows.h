@@ -1,5 +1,7 @@
 #pragma once
 
+#include "text/SnippetTexts.h"
+
 #include <QByteArray>
 #include <QDateTime>
 #include <QString>
@@ -42,13 +44,10 @@ struct CategoryRow {
 struct SnippetRow {
     std::int64_t pk = 0;
     std::optional<QUuid> id;
-    std::optional<QString> title;
-    std::optional<QString> abbreviation;
-    std::optional<QString> expandedText;
-    std::optional<QByteArray> expandedTextRTF;
+    // Title, abbreviation, expansion, RTF and code language, as the record holds them.
+    SnippetTexts texts;
     bool isRichText = false;
     bool isCodeSnippet = false;
-    std::optional<QString> codeLanguage;
     std::int64_t categoryPk = 0;
     std::optional<QDateTime> createdAt;
     std::optional<QDateTime> updatedAt;

@@ -38,7 +38,7 @@ std::optional<std::size_t> linearScan(const std::vector<SnippetRecord>& records,
                                       const QString& buffer)
 {
     for (std::size_t i = 0; i < records.size(); ++i)
-        if (TextRules::hasCharacterSuffix(buffer, records[i].abbreviation))
+        if (TextRules::hasCharacterSuffix(buffer, records[i].abbreviation()))
             return i;
     return std::nullopt;
 }
@@ -74,11 +74,11 @@ void TestAbbreviationMatching::agreesWithLinearScan()
 
     // The exact lookup, too, finds the first record of equal abbreviations, and only those.
     for (std::size_t i = 0; i < records.size(); ++i) {
-        const QString& abbreviation = records[i].abbreviation;
+        const QString abbreviation = records[i].abbreviation();
         const auto first = std::find_if(records.begin(), records.end(), [&](const auto& r) {
-            return r.abbreviation == abbreviation;
+            return r.abbreviation() == abbreviation;
         });
-        QCOMPARE(service.expandedText(abbreviation), std::optional(first->expandedText));
+        QCOMPARE(service.expandedText(abbreviation), std::optional(first->expandedText()));
         QCOMPARE(service.expandedText(abbreviation + u"@"_qs), std::nullopt);
     }
 
@@ -109,7 +109,7 @@ void TestAbbreviationMatching::agreesWithLinearScan()
             QCOMPARE(requests.size(), std::size_t(matches));
             QCOMPARE(requests.back().expandedText, QString::number(qulonglong(*expected)));
             QCOMPARE(requests.back().abbreviationLength,
-                     int(TextRules::characterCount(records[*expected].abbreviation)));
+                     int(TextRules::characterCount(records[*expected].abbreviation())));
         } else {
             QCOMPARE(requests.size(), std::size_t(matches));
             QCOMPARE(TextRules::canonicalForm(service.typingBuffer()),

@@ -70,6 +70,12 @@ void SqliteStatement::bind(int index, const QString& value)
                         SQLITE_TRANSIENT, SQLITE_UTF8);
 }
 
+void SqliteStatement::bindUtf8(int index, QByteArrayView utf8)
+{
+    sqlite3_bind_text64(m_statement.get(), index, utf8.data() ? utf8.data() : "",
+                        sqlite3_uint64(utf8.size()), SQLITE_TRANSIENT, SQLITE_UTF8);
+}
+
 void SqliteStatement::bind(int index, const QByteArray& value)
 {
     // An empty blob is still a value, not NULL.
@@ -160,6 +166,15 @@ std::optional<QByteArray> SqliteStatement::optionalBlob(int column) const
     if (isNull(column))
         return std::nullopt;
     return blob(column);
+}
+
+std::optional<QByteArrayView> SqliteStatement::utf8(int column) const
+{
+    if (isNull(column))
+        return std::nullopt;
+    const auto* data = sqlite3_column_text(m_statement.get(), column);
+    const int size = sqlite3_column_bytes(m_statement.get(), column);
+    return QByteArrayView(reinterpret_cast<const char*>(data), data ? size : 0);
 }
 
 std::optional<std::int64_t> SqliteStatement::optionalInt64(int column) const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QString>
 #include <cstdint>
 #include <memory>
@@ -27,6 +28,8 @@ public:
     void bind(int index, const std::optional<QString>& value);
     void bind(int index, const std::optional<QByteArray>& value);
     void bind(int index, const std::optional<std::int64_t>& value);
+    // Text already in UTF-8.
+    void bindUtf8(int index, QByteArrayView utf8);
 
     Step step();
     // Runs to completion; false on error.
@@ -41,6 +44,8 @@ public:
     std::optional<QString> optionalText(int column) const;
     std::optional<QByteArray> optionalBlob(int column) const;
     std::optional<std::int64_t> optionalInt64(int column) const;
+    // A text column as UTF-8, whatever the file's encoding; nothing for NULL.
+    std::optional<QByteArrayView> utf8(int column) const;
 
 private:
     friend class SqliteDatabase;
