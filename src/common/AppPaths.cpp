@@ -99,7 +99,11 @@ std::optional<QString> makePrivateDir(const QString& path)
         return QStringLiteral("%1 is not a folder").arg(absolute);
     if (st.st_uid != ::geteuid())
         return QStringLiteral("%1 belongs to another user").arg(absolute);
-    if ((st.st_mode & 07777) != privateDirMode && ::chmod(native.constData(), privateDirMode) != 0)
+    // Narrowed only: a folder the user made read-only stays so (the library is then read as
+    // it stands).
+    const mode_t mode = st.st_mode & 07777;
+    const mode_t narrowed = mode & ~mode_t(S_IRWXG | S_IRWXO);
+    if (mode != narrowed && ::chmod(native.constData(), narrowed) != 0)
         return QStringLiteral("%1: %2").arg(absolute, systemError(errno));
     return std::nullopt;
 }

@@ -16,9 +16,8 @@ QString configDir();
 // The user defaults file inside configDir().
 QString userDefaultsFile();
 
-// Creates the folder (and its parents) and leaves it mode 0700, also when it already
-// existed with a wider mode; the error text when it cannot, or when the folder belongs to
-// another user.
+// Creates the folder (and its parents) mode 0700, and closes one that already existed to
+// everybody else; the error text when it cannot, or when the folder belongs to another user.
 std::optional<QString> makePrivateDir(const QString& path);
 
 // Before anything is written: the data and config folders private, and the user defaults

@@ -140,6 +140,8 @@ void PersistenceController::open()
     m_readOnly = error || m_db->isReadOnly();
     if (error && !openReadOnly())
         return fail(*error);
+    if (m_readOnly)
+        m_readOnlyReason = error.value_or(QStringLiteral("the file is read-only"));
     m_available = true;
     m_dataVersion = m_db->queryInt(QStringLiteral("PRAGMA data_version")).value_or(0);
     if (m_options.watchForExternalChanges && !m_watcher)
@@ -418,9 +420,8 @@ void PersistenceController::save()
         return;
     }
     if (m_readOnly) {
-        setSyncError(QStringLiteral("The library at %1 cannot be written; changes are kept "
-                                    "until it can")
-                         .arg(m_options.databasePath));
+        setSyncError(QStringLiteral("The library at %1 cannot be written: %2")
+                         .arg(m_options.databasePath, m_readOnlyReason));
         return;
     }
     QHash<const CategoryEntity*, std::int64_t> newCategoryPks;

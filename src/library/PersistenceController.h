@@ -184,5 +184,6 @@ private:
     QFileSystemWatcher* m_watcher = nullptr;
     QTimer* m_externalChangeTimer = nullptr;
     QTimer* m_reopenTimer = nullptr;
-    bool m_readOnly = false; // only reading: nothing can be written to the file now
+    bool m_readOnly = false;  // only reading: nothing can be written to the file now
+    QString m_readOnlyReason; // why, while m_readOnly
 };

@@ -1,12 +1,19 @@
+#include "library/PersistenceController.h"
+#include "platform/sqlite/SqliteDatabase.h"
 #include "support/CommandRun.h"
+#include "support/MissingTool.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QSet>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -42,6 +49,9 @@ private Q_SLOTS:
     void badInputChangesNothing_data();
     void badInputChangesNothing();
     void unreadableLibrary();
+    void writableAgainAfterReadOnlyUse();
+    void fullDisk_data();
+    void fullDisk();
     void parallelCategoriesTakeTheirOwnPlaces();
 };
 
@@ -168,6 +178,130 @@ void TestStoreCommands::unreadableLibrary()
     QVERIFY(run.err.contains(u"not a database"_s));
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.readAll(), QByteArray(2048, 'z'));
+}
+
+// Read while it was read-only, the library leaves SQLite's -wal and -shm read-only behind;
+// once the user makes it writable again, saves must work. Modes mean nothing to root, so root
+// runs the commands as nobody, from a copy of the program that nobody can reach.
+void TestStoreCommands::writableAgainAfterReadOnlyUse()
+{
+    QString program = QStringLiteral(SCRIVLANE_EXECUTABLE);
+    QStringList prefix;
+    if (::geteuid() == 0) {
+        const passwd* nobody = ::getpwnam("nobody");
+        if (!nobody || QStandardPaths::findExecutable(u"setpriv"_s).isEmpty())
+            SKIP_FOR_MISSING_TOOL("needs setpriv and the user nobody to test file modes as root");
+        QCOMPARE(
+            ::chown(QFile::encodeName(m_home->path()).constData(), nobody->pw_uid, nobody->pw_gid),
+            0);
+        const QString copy = m_home->filePath(u"scrivlane"_s);
+        QVERIFY(QFile::copy(program, copy));
+        prefix = {u"--reuid=%1"_s.arg(nobody->pw_uid), u"--regid=%1"_s.arg(nobody->pw_gid),
+                  u"--clear-groups"_s, u"--"_s, copy};
+        program = u"setpriv"_s;
+    }
+    QProcessEnvironment env = homeEnvironment(m_home->path());
+    env.insert(u"HOME"_s, m_home->path());
+    const auto run = [&](const QStringList& arguments) {
+        return runCommand(program, prefix + arguments, env);
+    };
+    const auto count = [&] {
+        return QJsonDocument::fromJson(run({u"snippet"_s, u"list"_s}).out.toUtf8()).array().size();
+    };
+    const QByteArray library = QFile::encodeName(m_home->filePath(u"data/ScrivLane.sqlite"_s));
+    const auto mode = [](const QByteArray& path) {
+        struct stat st {};
+        return ::stat(path.constData(), &st) == 0 ? st.st_mode & 07777 : 0;
+    };
+
+    const CommandRun first = run({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"kept"_s});
+    QVERIFY2(first.exitCode == 0, qPrintable(first.err));
+    QCOMPARE(::chmod(library.constData(), 0400), 0);
+    QCOMPARE(count(), 1);
+    const CommandRun refused = run({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"no"_s});
+    QCOMPARE(refused.exitCode, 1);
+    QVERIFY2(refused.err.contains(u"cannot be written: the file is read-only"_s),
+             qPrintable(refused.err));
+    QCOMPARE(mode(library), 0400u); // the user's choice stands
+    QCOMPARE(mode(library + "-shm"), 0400u);
+
+    QCOMPARE(::chmod(library.constData(), 0600), 0);
+    const CommandRun saved = run({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"after"_s});
+    QVERIFY2(saved.exitCode == 0, qPrintable(saved.err));
+    QCOMPARE(count(), 2);
+}
+
+void TestStoreCommands::fullDisk_data()
+{
+    QTest::addColumn<QStringList>("save");
+    QTest::addColumn<bool>("appRunning"); // another process has the library open meanwhile
+    for (const bool running : {false, true}) {
+        const char* with = running ? " while the app runs" : "";
+        QTest::addRow("snippet add%s", with)
+            << QStringList{u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"new"_s} << running;
+        QTest::addRow("snippet trash%s", with)
+            << QStringList{u"snippet"_s, u"trash"_s, u"KNOWN"_s} << running;
+        QTest::addRow("category add%s", with)
+            << QStringList{u"category"_s, u"add"_s, u"New"_s} << running;
+    }
+}
+
+// On a full disk the library can still be listed and exported to another disk; a save fails
+// with one line and leaves the file as it was. The disk is made full for the command alone by a
+// preloaded library (a real full filesystem needs a mount, which CI containers may not allow).
+void TestStoreCommands::fullDisk()
+{
+    QFETCH(QStringList, save);
+    QFETCH(bool, appRunning);
+    const QString known =
+        ok({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"keep"_s, u"--category"_s, u"Work"_s});
+    save.replaceInStrings(u"KNOWN"_s, known);
+    const QString path = m_home->filePath(u"data/ScrivLane.sqlite"_s);
+    std::unique_ptr<PersistenceController> app;
+    if (appRunning) {
+        PersistenceController::Options options;
+        options.databasePath = path;
+        options.watchForExternalChanges = false;
+        app = std::make_unique<PersistenceController>(std::move(options));
+    }
+    // While the app runs, this one is only in the write-ahead log.
+    QVERIFY(!ok({u"snippet"_s, u"add"_s, u"--abbreviation"_s, u"recent"_s}).isEmpty());
+    const QString before =
+        ok({u"snippet"_s, u"list"_s, u"--all"_s}) + ok({u"category"_s, u"list"_s});
+
+    QProcessEnvironment env = homeEnvironment(m_home->path());
+    env.insert(u"LD_PRELOAD"_s, QStringLiteral(FULL_DISK_PRELOAD));
+    env.insert(u"FULL_DISK_FOLDER"_s, QFileInfo(path).canonicalPath());
+    const auto onFullDisk = [&](const QStringList& arguments) {
+        CommandRun run = runCommand(QStringLiteral(SCRIVLANE_EXECUTABLE), arguments, env);
+        run.out = run.out.trimmed();
+        return run;
+    };
+    const CommandRun snippets = onFullDisk({u"snippet"_s, u"list"_s, u"--all"_s});
+    const CommandRun categories = onFullDisk({u"category"_s, u"list"_s});
+    QVERIFY2(snippets.exitCode == 0 && categories.exitCode == 0,
+             qPrintable(snippets.err + categories.err));
+    QCOMPARE(snippets.out + categories.out, before);
+    QTemporaryDir elsewhere;
+    const CommandRun exported = onFullDisk({u"backup"_s, u"export"_s, elsewhere.path()});
+    QVERIFY2(exported.exitCode == 0, qPrintable(exported.err));
+    QFile backup(exported.out);
+    QVERIFY(backup.open(QIODevice::ReadOnly));
+    QCOMPARE(QJsonDocument::fromJson(backup.readAll())[u"snippets"_s].toArray().size(), 2);
+
+    const CommandRun saved = onFullDisk(save);
+    QCOMPARE(saved.exitCode, 1);
+    QVERIFY2(saved.err.startsWith(u"scrivlane: "_s) && saved.err.count(u'\n') == 1 &&
+                 (saved.err.contains(u"No space left on device"_s) ||
+                  saved.err.contains(u"disk is full"_s)),
+             qPrintable(saved.err));
+    app.reset();
+    QCOMPARE(ok({u"snippet"_s, u"list"_s, u"--all"_s}) + ok({u"category"_s, u"list"_s}), before);
+    SqliteDatabase db;
+    QVERIFY(db.open(path, false));
+    std::optional<SqliteStatement> check = db.prepare(u"PRAGMA integrity_check"_s);
+    QVERIFY(check && check->step() == SqliteStatement::Step::Row);
+    QCOMPARE(check->text(0), u"ok"_s);
 }
 
 // Each process counts the categories it has read; the later writer must not take the same place.

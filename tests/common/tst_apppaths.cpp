@@ -93,6 +93,10 @@ void TestAppPaths::foldersArePrivate()
                                               QFile::ReadOther | QFile::ExeOther));
     QVERIFY(!AppPaths::makePrivateDir(nested));
     QCOMPARE(modeOf(nested), mode_t(0700));
+    // One the user made read-only stays so.
+    QVERIFY(QFile::setPermissions(nested, QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther));
+    QVERIFY(!AppPaths::makePrivateDir(nested));
+    QCOMPARE(modeOf(nested), mode_t(0500));
 
     QFile file(root.filePath(u"file"_s));
     QVERIFY(file.open(QIODevice::WriteOnly));

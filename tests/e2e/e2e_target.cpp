@@ -1,6 +1,7 @@
 // A text field for end-to-end runs: it writes everything it holds to the file named on its
 // command line each time the text changes, so a test can read what it received. With --rich it
-// accepts formatted pastes and writes its HTML.
+// accepts formatted pastes and writes its HTML; with --read-only it takes no keys and never
+// asks for a paste.
 #include <QApplication>
 #include <QFile>
 #include <QSaveFile>
@@ -12,11 +13,14 @@ int main(int argc, char** argv)
     if (argc < 2)
         return 2;
     const QString path = QString::fromLocal8Bit(argv[1]);
-    const bool rich = argc > 2 && QByteArray(argv[2]) == "--rich";
+    const QByteArray option = argc > 2 ? QByteArray(argv[2]) : QByteArray();
+    const bool rich = option == "--rich";
     QTextEdit field;
     field.setAcceptRichText(rich);
-    field.setWindowTitle(rich ? QStringLiteral("scrivlane-e2e-rich")
-                              : QStringLiteral("scrivlane-e2e-target"));
+    field.setReadOnly(option == "--read-only");
+    field.setWindowTitle(
+        QStringLiteral("scrivlane-e2e-") +
+        (option.isEmpty() ? QStringLiteral("target") : QString::fromLatin1(option.mid(2))));
     field.resize(500, 300);
     QObject::connect(&field, &QTextEdit::textChanged, [&] {
         QSaveFile out(path);

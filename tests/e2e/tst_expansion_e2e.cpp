@@ -10,8 +10,10 @@
 #include <QFile>
 #include <QImage>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
+#include <csignal>
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
@@ -90,6 +92,22 @@ private:
         XvfbServer::run(u"xdotool"_s, {u"key"_s, u"ctrl+a"_s, u"BackSpace"_s});
         QTRY_COMPARE(received(), QString());
     }
+    // Starts ScrivLane afresh and waits until it watches the keyboard.
+    bool startApp()
+    {
+        stop(m_app);
+        m_stderr.clear();
+        m_app.setProcessEnvironment(environment());
+        m_app.setProcessChannelMode(QProcess::SeparateChannels);
+        m_app.setChildProcessModifier([] { ::umask(0); }); // the loosest: nothing may rely on it
+        m_app.start(QStringLiteral(SCRIVLANE_EXECUTABLE), {});
+        return QTest::qWaitFor(
+            [this] {
+                return (m_stderr += QString::fromUtf8(m_app.readAllStandardError()))
+                    .contains(u"watching the keyboard"_s);
+            },
+            15000);
+    }
 
 private Q_SLOTS:
     void initTestCase()
@@ -132,13 +150,7 @@ private Q_SLOTS:
                                {u"--name"_s, u"scrivlane-e2e-target"_s});
         QVERIFY(!m_window.isEmpty());
 
-        m_app.setProcessEnvironment(environment());
-        m_app.setProcessChannelMode(QProcess::SeparateChannels);
-        m_app.setChildProcessModifier([] { ::umask(0); }); // the loosest: nothing may rely on it
-        m_app.start(QStringLiteral(SCRIVLANE_EXECUTABLE), {});
-        QTRY_VERIFY_WITH_TIMEOUT((m_stderr += QString::fromUtf8(m_app.readAllStandardError()))
-                                     .contains(u"watching the keyboard"_s),
-                                 15000);
+        QVERIFY2(startApp(), qPrintable(m_stderr));
     }
     void cleanupTestCase()
     {
@@ -167,7 +179,9 @@ private Q_SLOTS:
     void secondInstanceDoesNotStart_data();
     void secondInstanceDoesNotStart();
     void settingsChangedOutsideTakeEffectAtOnce();
-    void clipboardOutlivesTheApp(); // last: it ends the app
+    void clipboardOutlivesTheApp(); // it ends the app
+    void signalMidExpansion_data();
+    void signalMidExpansion(); // ends the app
 };
 
 void TestExpansionEndToEnd::plainSnippetWithCursor()
@@ -418,6 +432,46 @@ void TestExpansionEndToEnd::clipboardOutlivesTheApp()
         EndToEnd::output(u"pgrep"_s, {u"-f"_s, u"--"_s, u"--keep-clipboard "_s + m_runtime.path()})
             .isEmpty(),
         5000);
+}
+
+void TestExpansionEndToEnd::signalMidExpansion_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("SIGTERM") << SIGTERM;
+    QTest::newRow("SIGINT") << SIGINT;
+    QTest::newRow("SIGHUP") << SIGHUP;
+}
+
+// A termination signal while the expansion is on the clipboard: the user's text comes back and
+// outlives the app. A read-only field never fetches the paste, so the expansion stays on the
+// clipboard for the whole wait for that read (seconds); the user's own xclip, which quits when
+// another program takes the clipboard, marks its start.
+void TestExpansionEndToEnd::signalMidExpansion()
+{
+    QFETCH(int, signal);
+    QVERIFY2(startApp(), qPrintable(m_stderr));
+    QProcess readOnly;
+    QVERIFY(!startWindow(readOnly, QStringLiteral(E2E_TARGET),
+                         {m_home.filePath(u"read-only.txt"_s), u"--read-only"_s},
+                         {u"--name"_s, u"scrivlane-e2e-read-only"_s})
+                 .isEmpty());
+    const auto closeField = qScopeGuard([&readOnly] { stop(readOnly); });
+    QProcess owner;
+    owner.start(u"xclip"_s, {u"-quiet"_s, u"-selection"_s, u"clipboard"_s, u"-i"_s});
+    owner.write("the user's own");
+    owner.closeWriteChannel();
+    QTRY_COMPARE_WITH_TIMEOUT(xclipOut(u"clipboard"_s, u"UTF8_STRING"_s),
+                              QByteArray("the user's own"), 5000);
+    QTest::qWait(300);
+    QVERIFY(type(u";sig"_s));
+    QVERIFY(owner.waitForFinished(5000));
+    QCOMPARE(::kill(pid_t(m_app.processId()), signal), 0);
+    QVERIFY(m_app.waitForFinished(10000));
+    QCOMPARE(m_app.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(m_app.exitCode(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(xclipOut(u"clipboard"_s, u"UTF8_STRING"_s),
+                              QByteArray("the user's own"), 5000);
+    QVERIFY(xclipIn(u"clipboard"_s, u"UTF8_STRING"_s, "someone else's")); // the keeper leaves
 }
 
 QTEST_GUILESS_MAIN(TestExpansionEndToEnd)

@@ -4,9 +4,12 @@
 
 #include <QFile>
 #include <QUrl>
+#include <cstring>
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -14,7 +17,12 @@ constexpr mode_t privateMode = S_IRUSR | S_IWUSR;
 
 // The library is the user's alone whatever the umask. SQLite gives its journal and WAL files
 // the mode of the database file, so creating that one 0600 covers them; files left by an older
-// version with a wider mode are narrowed.
+// version with a wider mode are narrowed. A file the user made read-only stays so.
+//
+// A library opened while it was read-only leaves its WAL and shared-memory files read-only
+// too, and SQLite then refuses every write even after the user has made the library writable
+// again: once it is, they get the owner's write bit back. A mode change never disturbs a
+// connection that has them open, and nothing is deleted, so committed frames in the WAL stay.
 void keepPrivate(const QString& path, bool create)
 {
     if (path.isEmpty() || path == u":memory:" || path.startsWith(u"file:"))
@@ -26,13 +34,19 @@ void keepPrivate(const QString& path, bool create)
         if (fd)
             ::fchmod(fd.get(), privateMode);
     }
+    bool writable = false;
     for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
         const UniqueFd fd(::open(QByteArray(native + suffix).constData(),
                                  O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
         struct stat st {};
-        if (fd && ::fstat(fd.get(), &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == ::geteuid() &&
-            (st.st_mode & 07777) != privateMode)
-            ::fchmod(fd.get(), privateMode);
+        if (!fd || ::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode) || st.st_uid != ::geteuid())
+            continue;
+        const mode_t mode = st.st_mode & 07777;
+        if (*suffix == '\0')
+            writable = (mode & S_IWUSR) != 0;
+        const mode_t wanted = (mode & ~mode_t(S_IRWXG | S_IRWXO)) | (writable ? privateMode : 0);
+        if (mode != wanted)
+            ::fchmod(fd.get(), wanted);
     }
 }
 
@@ -230,6 +244,10 @@ void SqliteDatabase::recordError(int code)
     m_lastErrorCode = code & 0xFF;
     m_lastError = m_db ? QString::fromUtf8(sqlite3_errmsg(m_db.get()))
                        : QString::fromUtf8(sqlite3_errstr(code));
+    // "disk I/O error" alone does not tell a full disk from a failing one.
+    const int systemError = m_db ? sqlite3_system_errno(m_db.get()) : 0;
+    if ((m_lastErrorCode == SQLITE_IOERR || m_lastErrorCode == SQLITE_CANTOPEN) && systemError != 0)
+        m_lastError += u": "_s + QString::fromLocal8Bit(std::strerror(systemError));
 }
 
 bool SqliteDatabase::exec(const QString& sql)
