@@ -149,7 +149,7 @@ int main(int argc, char** argv)
     XvfbServer::run(QStringLiteral("xdotool"),
                     {QStringLiteral("windowfocus"), QStringLiteral("--sync"), window});
 
-    // A desktop has a tray; without one the app looks for it every 2 s.
+    // A desktop has a tray: the icon docks in it.
     QProcess tray;
     tray.start(QStringLiteral("trayer"), {QStringLiteral("--edge"), QStringLiteral("bottom")});
     QThread::msleep(500);

@@ -11,7 +11,7 @@ set(SCRIVLANE_LOGIC_FOLDERS text common library expansion macros richtext ai bac
     models)
 set(SCRIVLANE_POISONED_HEADERS
     X11/Xlib.h X11/Xutil.h X11/Xatom.h X11/XKBlib.h X11/keysym.h X11/extensions/XTest.h
-    X11/extensions/record.h xcb/xcb.h xkbcommon/xkbcommon.h xkbcommon/xkbcommon-x11.h
+    X11/extensions/record.h xcb/xcb.h xcb/xfixes.h xkbcommon/xkbcommon.h xkbcommon/xkbcommon-x11.h
     xkbcommon/xkbcommon-compose.h sqlite3.h qt6keychain/keychain.h keychain.h
     QWidget QApplication QtWidgets/QWidget QtWidgets/QApplication QtWidgets/QtWidgets)
 

@@ -11,6 +11,7 @@
 #include "models/WelcomeOverlayController.h"
 #include "platform/desktop/Autostart.h"
 #include "platform/desktop/InstallLocation.h"
+#include "platform/x11/X11TrayHostWatcher.h"
 #include "sync/LibrarySync.h"
 #include "ui/mainwindow/MainWindow.h"
 #include "ui/onboarding/WelcomeCallout.h"
@@ -153,18 +154,17 @@ void Shell::showTray()
         return;
     }
     // A tray host that starts after us (login autostart often wins that race) still gets the
-    // icon: look again every 2 s until one is there.
+    // icon: the X server tells when one takes the tray.
     qCInfo(lcShell) << "no system tray yet: ScrivLane runs without an icon until one appears";
-    m_trayWatch = new QTimer(this);
-    m_trayWatch->setInterval(2000);
-    connect(m_trayWatch, &QTimer::timeout, this, [this] {
-        if (!QSystemTrayIcon::isSystemTrayAvailable())
-            return;
-        m_trayWatch->stop();
+    m_trayHost = std::make_unique<X11TrayHostWatcher>();
+    const bool watching = m_trayHost->watch([this] {
+        if (m_tray->isVisible())
+            return; // Qt docks a shown icon in later hosts itself
         m_tray->show();
         qCInfo(lcShell) << "the system tray is here: icon shown";
     });
-    m_trayWatch->start();
+    if (!watching)
+        qCWarning(lcShell) << "cannot watch for a system tray on this display";
 }
 
 void Shell::showMainWindow()

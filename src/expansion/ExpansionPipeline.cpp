@@ -186,7 +186,7 @@ void ExpansionPipeline::insertResolved(const ExpansionRequest& request,
                 contents.append({format.mimeType, format.data});
             // The rich count is in UTF-16 units; arrow keys move by characters.
             const QString plain = RichText::plainCharacters(*resolved.document);
-            paste(contents, TextRules::characterCount(QStringView(plain).right(backtrack)));
+            paste(contents, TextRules::characterCount(QStringView(plain).right(backtrack)), true);
             return;
         }
     }
@@ -200,7 +200,7 @@ void ExpansionPipeline::insertPlainText(const QString& text)
     paste(plainContents(text), 0);
 }
 
-void ExpansionPipeline::paste(const ClipboardContents& contents, qsizetype cursorCount)
+void ExpansionPipeline::paste(const ClipboardContents& contents, qsizetype cursorCount, bool rich)
 {
     const PasteShortcut shortcut = m_shortcut;
     // Shift+Insert pastes the primary selection in xterm and the clipboard elsewhere.
@@ -219,20 +219,23 @@ void ExpansionPipeline::paste(const ClipboardContents& contents, qsizetype curso
     });
     if (m_parts.onExpansion)
         m_parts.onExpansion();
-    afterRead(cursorCount, std::chrono::milliseconds(0));
+    const std::chrono::milliseconds cursorWait =
+        rich && cursorCount > 0 ? std::max(m_timing.cursor, richCursor) : m_timing.cursor;
+    afterRead(cursorCount, cursorWait, std::chrono::milliseconds(0));
 }
 
 // The arrows and the held keys go once the target has fetched the expansion: an application
 // that pastes asynchronously would otherwise take them before the text.
-void ExpansionPipeline::afterRead(qsizetype cursorCount, std::chrono::milliseconds waited)
+void ExpansionPipeline::afterRead(qsizetype cursorCount, std::chrono::milliseconds cursorWait,
+                                  std::chrono::milliseconds waited)
 {
     if (!m_parts.clipboard->expansionRead() && waited < readLimit) {
-        m_parts.scheduler->schedule(readPoll, this, [this, cursorCount, waited] {
-            afterRead(cursorCount, waited + readPoll);
+        m_parts.scheduler->schedule(readPoll, this, [this, cursorCount, cursorWait, waited] {
+            afterRead(cursorCount, cursorWait, waited + readPoll);
         });
         return;
     }
-    m_parts.scheduler->schedule(m_timing.cursor, this, [this, cursorCount] {
+    m_parts.scheduler->schedule(cursorWait, this, [this, cursorCount] {
         if (cursorCount > 0)
             m_parts.keys->pressLeftArrow(int(cursorCount));
         m_parts.keys->releaseHeldKeys();

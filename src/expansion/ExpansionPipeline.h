@@ -35,6 +35,9 @@ public:
                                         std::chrono::milliseconds(3), std::chrono::milliseconds(5)};
     static constexpr Timing slowTiming{std::chrono::milliseconds(50), std::chrono::milliseconds(60),
                                        std::chrono::milliseconds(3), std::chrono::milliseconds(50)};
+    // A rich paste is laid out after the target read it, and a word processor (AbiWord) loses
+    // arrow keys that come before that: arrows after a rich paste wait at least this long.
+    static constexpr std::chrono::milliseconds richCursor{150};
     // How often the pipeline looks whether the target has read the paste, and for how long.
     static constexpr std::chrono::milliseconds readPoll{2};
     static constexpr std::chrono::milliseconds readLimit{1000};
@@ -72,8 +75,9 @@ private:
     void resolveAndInsert(const ExpansionRequest& request, const QHash<QString, QString>& values);
     void insertResolved(const ExpansionRequest& request, const QHash<QString, QString>& values);
     void insertPlainText(const QString& text);
-    void paste(const ClipboardContents& contents, qsizetype cursorCount);
-    void afterRead(qsizetype cursorCount, std::chrono::milliseconds waited);
+    void paste(const ClipboardContents& contents, qsizetype cursorCount, bool rich = false);
+    void afterRead(qsizetype cursorCount, std::chrono::milliseconds cursorWait,
+                   std::chrono::milliseconds waited);
     void finish();
     MacroProcessor::SnippetLookup snippetLookup() const;
 

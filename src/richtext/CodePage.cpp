@@ -1,5 +1,6 @@
 #include "richtext/CodePage.h"
 
+#include "richtext/Johab.h"
 #include "richtext/MacCodePages.h"
 
 #include <array>
@@ -162,6 +163,47 @@ QString CodePageDecoder::decodeMacDoubleByte(std::string_view bytes, int codePag
     return out;
 }
 
+// Hangul composed from its bits, symbols and Hanja through EUC-KR. Bytes below 0x80 are ASCII,
+// 0x5C too: Korean fonts draw it as a won sign, but like code page 949 it is the backslash.
+QString CodePageDecoder::decodeJohab(std::string_view bytes)
+{
+    UConverter* ksX1001 = converter(949);
+    QString out;
+    out.reserve(static_cast<qsizetype>(bytes.size()));
+    std::string moved; // symbols and Hanja as EUC-KR, decoded together
+    const auto flush = [&] {
+        if (moved.empty())
+            return;
+        out += ksX1001
+                   ? decodeWith(ksX1001, moved)
+                   : QString(static_cast<qsizetype>(moved.size() / 2), QChar::ReplacementCharacter);
+        moved.clear();
+    };
+    for (std::size_t i = 0; i < bytes.size();) {
+        const auto lead = static_cast<unsigned char>(bytes[i]);
+        const auto trail = i + 1 < bytes.size() ? static_cast<unsigned char>(bytes[i + 1]) : 0;
+        if (Johab::isLeadByte(lead) && Johab::isTrailByte(lead, trail)) {
+            i += 2;
+            if (const std::uint16_t code = Johab::eucKr(lead, trail)) {
+                moved += char(code >> 8);
+                moved += char(code & 0xFF);
+                continue;
+            }
+            flush();
+            const char16_t syllable = Johab::hangul(lead, trail);
+            out += syllable ? QChar(syllable) : QChar::ReplacementCharacter;
+            continue;
+        }
+        // A byte that starts nothing, or a lead byte without its trail byte (which is read
+        // again on its own).
+        flush();
+        out += lead < 0x80 ? QChar(char16_t(lead)) : QChar::ReplacementCharacter;
+        ++i;
+    }
+    flush();
+    return out;
+}
+
 QString CodePageDecoder::decode(std::string_view bytes, int codePage)
 {
     if (bytes.empty())
@@ -176,6 +218,8 @@ QString CodePageDecoder::decode(std::string_view bytes, int codePage)
         return decodeMacSingleByte(bytes, codePage);
     if (MacCodePages::doubleByte(codePage))
         return decodeMacDoubleByte(bytes, codePage);
+    if (codePage == Johab::codePage)
+        return decodeJohab(bytes);
     UConverter* cnv = converter(codePage);
     return cnv ? decodeWith(cnv, bytes) : decodeCp1252(bytes);
 }
@@ -184,6 +228,8 @@ bool CodePageDecoder::isLeadByte(int codePage, unsigned char byte)
 {
     if (const MacCodePages::DoubleByte* mac = MacCodePages::doubleByte(codePage))
         return mac->isLead(byte);
+    if (codePage == Johab::codePage)
+        return Johab::isLeadByte(byte);
     return isWindowsLeadByte(codePage, byte);
 }
 
@@ -204,6 +250,8 @@ int CodePageDecoder::codePageOfCharset(int charset)
         return 10008;
     case 81:
         return 10002;
+    case 82: // the Mac's Johab
+        return Johab::codePage;
     case 83:
         return 10005;
     case 84:
@@ -222,6 +270,8 @@ int CodePageDecoder::codePageOfCharset(int charset)
         return 932;
     case 129:
         return 949;
+    case 130:
+        return Johab::codePage;
     case 134:
         return 936;
     case 136:

@@ -9,8 +9,9 @@ struct UConverter;
 
 // Decodes the bytes of \'hh escapes in the code page a document or font names. Converters are
 // opened on first use and kept for the decoder's life; unknown code pages read as cp1252.
-// Apple's Mac OS code pages that ICU lacks come from our own tables; code page 42 (the symbol
-// character set) gives each byte as U+F000 plus the byte, as Windows does.
+// Apple's Mac OS code pages that ICU lacks come from our own tables, Korean Johab (1361) from
+// its own rules; code page 42 (the symbol character set) gives each byte as U+F000 plus the
+// byte, as Windows does.
 class CodePageDecoder {
 public:
     CodePageDecoder();
@@ -36,6 +37,7 @@ private:
     UConverter* converter(int codePage);
     QString decodeWith(UConverter* converter, std::string_view bytes);
     QString decodeMacDoubleByte(std::string_view bytes, int codePage);
+    QString decodeJohab(std::string_view bytes);
 
     std::map<int, std::unique_ptr<UConverter, Close>> m_converters;
 };

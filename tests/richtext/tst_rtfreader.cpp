@@ -1,12 +1,16 @@
+#include "richtext/CodePage.h"
 #include "richtext/PlainCharacters.h"
 #include "richtext/RtfReader.h"
 #include "richtext/RtfWriter.h"
+#include "support/MissingTool.h"
 #include "support/RichTextTestSupport.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QGuiApplication>
+#include <QScopeGuard>
 #include <QTest>
+#include <iconv.h>
 
 using namespace Qt::StringLiterals;
 using namespace RichTest;
@@ -41,6 +45,7 @@ private Q_SLOTS:
     void constructs();
     void codePages_data();
     void codePages();
+    void johabAgreesWithIconv();
     void malformed_data();
     void malformed();
     void corpus();
@@ -225,6 +230,13 @@ void TestRtfReader::codePages_data()
     QTest::newRow("cp932, trail byte as text") << QByteArray(R"({\rtf1\ansicpg932 \'83A\'95\'5c})") << u"ア表"_s;
     QTest::newRow("cp936, trail byte as text") << QByteArray(R"({\rtf1\ansicpg936 \'81@x})") << u"丂x"_s;
     QTest::newRow("lead byte, then a group") << QByteArray(R"({\rtf1\ansicpg932 \'83{A}})") << u"A"_s;
+    QTest::newRow("\\ansicpg1361 (Johab): Hangul, ASCII trail bytes") << QByteArray(R"({\rtf1\ansicpg1361 \'94\'81\'d0e\'a3\'a5\'8a\'82 \'d0\'e5\'a4\'f3 \'b9A1\'b9\'a1})") << u"대한민국 헌법 제1조"_s;
+    QTest::newRow("\\ansicpg1361: symbols") << QByteArray(R"({\rtf1\ansicpg1361 \'b5\'a1\'93i\'b7e 25\'d9Y\'b7\'b3\'93\'a1\'94a \'d9h\'c0q\'89\'a1})") << u"오늘은 25℃입니다 ※참고"_s;
+    QTest::newRow("\\ansicpg1361: Hanja") << QByteArray(R"({\rtf1\ansicpg1361 \'e4\'de\'f7\'db\'e8U\'e2\'d0\'b7e \'a3\'a5\'ba\'81\'89\'b7\'d1\'c1\'8a\'82\'b7\'a1\'94a})") << u"大韓民國은 민주공화국이다"_s;
+    QTest::newRow("\\ansicpg1361: lone jamo") << QByteArray(R"({\rtf1\ansicpg1361 \'c4A\'c4A \'b8\'81\'a3\'b6\'94a})") << u"ㅋㅋ 재밌다"_s;
+    QTest::newRow("\\ansicpg1361: 0x5C is the backslash") << QByteArray(R"({\rtf1\ansicpg1361 C:\'5c\'a2\'85\'ac\'e1})") << u"C:\\문서"_s;
+    QTest::newRow("\\ansicpg1361: lead byte without its trail") << QByteArray(R"({\rtf1\ansicpg1361 \'88 x})") << u"\uFFFD x"_s;
+    QTest::newRow("\\fcharset130 (Johab)") << QByteArray(R"({\rtf1{\fonttbl{\f1\fcharset130 Gulim;}}\f1 \'8f\'7b\'90v\'94a})") << u"끝났다"_s;
     // clang-format on
 }
 
@@ -235,6 +247,39 @@ void TestRtfReader::codePages()
     const std::unique_ptr<QTextDocument> doc = RtfReader::read(rtf);
     QVERIFY(doc);
     QCOMPARE(RichText::plainCharacters(*doc), text);
+}
+
+// Every two-byte code glibc's Johab converter knows decodes to the same character.
+void TestRtfReader::johabAgreesWithIconv()
+{
+    const iconv_t johab = iconv_open("UTF-16LE", "JOHAB");
+    if (johab == iconv_t(-1))
+        SKIP_FOR_MISSING_TOOL("glibc's JOHAB converter (its gconv module) is missing");
+    const auto close = qScopeGuard([johab] { iconv_close(johab); });
+    CodePageDecoder decoder;
+    int compared = 0;
+    for (int lead = 0x84; lead <= 0xF9; ++lead) {
+        for (int trail = 0x31; trail <= 0xFE; ++trail) {
+            if (lead == 0xD9 && trail == 0xE8)
+                continue; // KS X 1001:2002's circled ieung-u, newer than ICU's EUC-KR table
+            char in[2] = {char(lead), char(trail)};
+            char16_t out[4];
+            char* inAt = in;
+            char* outAt = reinterpret_cast<char*>(out);
+            std::size_t inLeft = sizeof in, outLeft = sizeof out;
+            iconv(johab, nullptr, nullptr, nullptr, nullptr);
+            if (iconv(johab, &inAt, &inLeft, &outAt, &outLeft) == std::size_t(-1) || inLeft)
+                continue;
+            const QString expected = QString::fromUtf16(out, qsizetype(sizeof out - outLeft) / 2);
+            const QString decoded = decoder.decode(std::string_view(in, 2), 1361);
+            if (decoded != expected)
+                QFAIL(qPrintable(u"%1%2: %3, iconv %4"_s.arg(lead, 2, 16)
+                                     .arg(trail, 2, 16)
+                                     .arg(decoded, expected)));
+            ++compared;
+        }
+    }
+    QVERIFY(compared > 17000);
 }
 
 void TestRtfReader::malformed_data()

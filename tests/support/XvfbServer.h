@@ -7,7 +7,12 @@
 // The test's DISPLAY points at it while it runs.
 class XvfbServer {
 public:
-    XvfbServer()
+    struct Screens {
+        int count = 1;
+    };
+    XvfbServer() : XvfbServer(Screens{}) {}
+    // A server with several screens, all alike; DISPLAY names the first.
+    explicit XvfbServer(Screens screens) : m_screens(screens.count)
     {
         if (QStandardPaths::findExecutable(QStringLiteral("Xvfb")).isEmpty())
             return;
@@ -64,12 +69,13 @@ private:
     bool launch(const QByteArray& display)
     {
         QStringList arguments{QStringLiteral("-displayfd"), QStringLiteral("1"),
-                              QStringLiteral("-screen"), QStringLiteral("0"),
-                              QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"),
-                              QStringLiteral("tcp"),
+                              QStringLiteral("-nolisten"), QStringLiteral("tcp"),
                               // A session always has clients; without them the server would
                               // reset when the last one leaves, refusing connections meanwhile.
                               QStringLiteral("-noreset")};
+        for (int screen = 0; screen < m_screens; ++screen)
+            arguments << QStringLiteral("-screen") << QString::number(screen)
+                      << QStringLiteral("1280x800x24");
         if (!display.isEmpty())
             arguments.prepend(QString::fromLatin1(display));
         m_process.start(QStringLiteral("Xvfb"), arguments);
@@ -91,6 +97,7 @@ private:
         return true;
     }
 
+    int m_screens = 1;
     QProcess m_process;
     QByteArray m_display;
     QByteArray m_previous;
