@@ -132,7 +132,10 @@ std::optional<QString> prepare()
         return QStringLiteral("%1 is not a regular file").arg(path);
     if (st.st_uid != ::geteuid())
         return QStringLiteral("%1 belongs to another user").arg(path);
-    if ((st.st_mode & 07777) != privateFileMode && ::fchmod(fd.get(), privateFileMode) != 0)
+    // Closed to others, and only that: settings the user made read-only stay so.
+    const mode_t mode = st.st_mode & 07777;
+    const mode_t narrowed = mode & ~mode_t(S_IRWXG | S_IRWXO);
+    if (mode != narrowed && ::fchmod(fd.get(), narrowed) != 0)
         return QStringLiteral("%1: %2").arg(path, systemError(errno));
     return std::nullopt;
 }

@@ -128,6 +128,10 @@ void TestAppPaths::prepareMakesEverythingPrivate()
                  .value(u"tw_soundEnabled"_s)
                  .toBool(),
              false);
+    // Read-only by the user's choice: it stays so.
+    QVERIFY(QFile::setPermissions(AppPaths::userDefaultsFile(), QFile::ReadOwner));
+    QVERIFY(!AppPaths::prepare());
+    QCOMPARE(modeOf(AppPaths::userDefaultsFile()), mode_t(0400));
 }
 
 void TestAppPaths::prepareRefusesSettingsThatAreNotAFile_data()
